@@ -1,0 +1,19 @@
+#!/usr/bin/env bash
+# Sets up everything, builds, and runs the command-line program. With no
+# arguments it shows what it finds in the bundled example files; any
+# arguments go to `vaxel` as they are (try ./run.sh --help).
+set -euo pipefail
+cd "$(dirname "$0")"
+
+scripts/install-deps.sh >&2
+cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVAXEL_TESTS=OFF -DVAXEL_BENCH=OFF >/dev/null
+ninja -C build vaxel make_examples >/dev/null
+
+if [ $# -gt 0 ]; then
+  exec build/src/vaxel "$@"
+fi
+
+examples=build/examples/files
+build/examples/make_examples "$examples"
+echo "Vaxel Studio: the format of each example file" >&2
+exec build/src/vaxel detect "$examples"/*

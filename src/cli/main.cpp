@@ -1,0 +1,53 @@
+// vaxel: the command-line face of Vaxel Studio. Subcommands detect, inspect,
+// convert, process, render and batch work on files without a window.
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "cli/cli.h"
+#include "formats/install.h"
+#include "vaxel_version.h"
+
+namespace {
+
+const char kUsage[] =
+    "Usage: vaxel <command> [options] [files]\n"
+    "\n"
+    "Commands:\n"
+    "  formats [--json]          list the rows of the format table\n"
+    "  detect [--json] FILE...   name the format of each file with a confidence\n"
+    "\n"
+    "Options:\n"
+    "  -h, --help                show this help\n"
+    "  -V, --version             show the version\n";
+
+} // namespace
+
+int main(int argc, char** argv) {
+    using namespace vaxel::cli;
+    if (argc < 2) {
+        std::fputs(kUsage, stderr);
+        return kExitUsage;
+    }
+    std::string command = argv[1];
+    if (command == "-h" || command == "--help" || command == "help") {
+        std::fputs(kUsage, stdout);
+        return kExitOk;
+    }
+    if (command == "-V" || command == "--version") {
+        std::printf("vaxel %s (%s)\n", VAXEL_VERSION_TEXT, VAXEL_PROGRAM_STAMP);
+        return kExitOk;
+    }
+    Args args(argv + 2, argv + argc);
+    for (const std::string& a : args) {
+        if (a == "-h" || a == "--help") {
+            std::fputs(kUsage, stdout);
+            return kExitOk;
+        }
+    }
+    vaxel::InstallFormats();
+    if (command == "formats") return Formats(args);
+    if (command == "detect") return Detect(args);
+    std::fprintf(stderr, "vaxel: unknown command '%s'\n\n%s", command.c_str(), kUsage);
+    return kExitUsage;
+}

@@ -1,0 +1,7 @@
+#include "formats/families.h"
+
+namespace vaxel {
+
+void InstallFormatFamilies() {}
+
+} // namespace vaxel
