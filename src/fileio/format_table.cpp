@@ -171,8 +171,8 @@ bool matchExtension(std::u16string_view pattern, std::u16string_view extension) 
     return f == extension.size();
 }
 
-int detectFormatInBuffer(std::u16string_view fileName, const uint8_t* buffer, size_t bytes, uint64_t fileSize,
-                         int* confidence, int* bestScore) {
+int detectInRows(const FormatEntry* rows, int count, std::u16string_view fileName, const uint8_t* buffer,
+                 size_t bytes, uint64_t fileSize, int* confidence, int* bestScore) {
     if (confidence) *confidence = 0;
     if (bestScore) *bestScore = -1;
     if (fileSize == 0) return -1;
@@ -185,15 +185,15 @@ int detectFormatInBuffer(std::u16string_view fileName, const uint8_t* buffer, si
     if (dot != std::u16string_view::npos && (slash == std::u16string_view::npos || dot > slash))
         extension = fileName.substr(dot + 1);
 
-    const FormatEntry* t = Table();
     int best = -1, bestRow = -1;
-    for (int row = 0; row < formatCount; ++row) {
-        const FormatEntry& e = t[row];
+    for (int row = 0; row < count; ++row) {
+        const FormatEntry& e = rows[row];
         // Every row with a detector is asked. A detector can stand before its
         // reader does; every row with a reader has one.
         if (!e.detect) continue;
+        const bool anyExtension = std::u16string_view(e.extension) == u"*";
         int score = e.detect(buffer, e.param, bytes, fileSize, row);
-        if (matchExtension(e.extension, extension)) score += row == 0 ? 2 : 3;
+        if (matchExtension(e.extension, extension)) score += anyExtension ? 2 : 3;
         if (score > best) {
             best = score;
             bestRow = row;
@@ -201,11 +201,16 @@ int detectFormatInBuffer(std::u16string_view fileName, const uint8_t* buffer, si
     }
     if (bestScore) *bestScore = best;
     if (bestRow < 0) return -1;
-    if (best >= 3 || std::u16string_view(t[bestRow].extension) == u"*") {
-        if (confidence) *confidence = bestRow == 0 || best < 3 ? 0 : best * 100 / 9;
-        return bestRow;
-    }
-    return -1;
+    const bool anyExtension = std::u16string_view(rows[bestRow].extension) == u"*";
+    if (best < 3 && !anyExtension) return -1;
+    // A score of 9 (a magic number and the extension) shows as 100%.
+    if (confidence) *confidence = anyExtension || best < 3 ? 0 : best * 100 / 9;
+    return bestRow;
+}
+
+int detectFormatInBuffer(std::u16string_view fileName, const uint8_t* buffer, size_t bytes, uint64_t fileSize,
+                         int* confidence, int* bestScore) {
+    return detectInRows(Table(), formatCount, fileName, buffer, bytes, fileSize, confidence, bestScore);
 }
 
 int detectFormat(const std::filesystem::path& path, FileObject& file, int* confidence) {

@@ -112,6 +112,14 @@ int detectFormat(const std::filesystem::path& path, FileObject& file, int* confi
 int detectFormatInBuffer(std::u16string_view fileName, const uint8_t* buffer, size_t bytes, uint64_t fileSize,
                          int* confidence, int* bestScore = nullptr);
 
+// The scoring itself, over any table of rows (the real one above, or a small
+// one in a test): every row with a detector is asked; the score is its answer
+// plus 3 on an extension match (2 in a row whose extension is "*"); a strictly
+// higher score wins, so ties go to the lower row; a best score below 3 counts
+// only when it belongs to a "*" row.
+int detectInRows(const FormatEntry* rows, int count, std::u16string_view fileName, const uint8_t* buffer,
+                 size_t bytes, uint64_t fileSize, int* confidence, int* bestScore = nullptr);
+
 // For the open dialog: the format name and confidence of a file. A file that
 // cannot be opened gives an empty name and 0; an unknown one
 // "Unknown file type".
