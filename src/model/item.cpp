@@ -101,11 +101,11 @@ void CollectionItem::unhookFromParent() {
     if (CollectionItem* p = parent()) p->ids.remove(id);
 }
 
-void CollectionItem::deleteChildren() {
+void CollectionItem::deleteChildren(ItemType childType) {
     for (int i = int(ids.size()) - 1; i >= 0; --i) {
         if (i >= int(ids.size())) continue;
         ItemId child = ids[uint32_t(i)];
-        CollectionItem* item = collection_->find(child);
+        CollectionItem* item = child == kNoItem ? nullptr : collection_->find(MakeId(childType, child));
         if (item && item != this) {
             delete item;
         }

@@ -80,9 +80,11 @@ protected:
 
     // Removes this item's id from its parent's list, if the parent exists.
     void unhookFromParent();
-    // Deletes every child item in ids, from the last to the first. A child's
+    // Deletes every child item in ids, from the last to the first. Entries
+    // are followed as the child type, whatever their top bits say, so a
+    // damaged list can never reach the collection or a parent. A child's
     // destructor shrinks the list, so the index is tested each time.
-    void deleteChildren();
+    void deleteChildren(ItemType childType);
 
     // Used only by the Collection for its own entry.
     explicit CollectionItem(Collection& self);

@@ -55,7 +55,7 @@ Instrument::Instrument(Collection& c, const Instrument& s) : InfoItem(c, s), loc
     }
 }
 
-Instrument::~Instrument() { deleteChildren(); }
+Instrument::~Instrument() { deleteChildren(ItemType::Layer); }
 
 void Instrument::setLocation(uint32_t program, uint32_t majorBank, uint32_t minorBank, bool drum) {
     location = (program & 0x7F) | ((minorBank & 0x7F) << 7) | ((majorBank & 0x7F) << 14) | (drum ? 0x200000 : 0);
@@ -77,7 +77,7 @@ Layer::Layer(Collection& c, const Layer& s) : NamedItem(c, s) {
 
 Layer::~Layer() {
     unhookFromParent();
-    deleteChildren();
+    deleteChildren(ItemType::Region);
 }
 
 // ---------------------------------------------------------------- Region
@@ -149,7 +149,7 @@ Song::Song(Collection& c, const Song& s) : InfoItem(c, s), format(s.format), div
     }
 }
 
-Song::~Song() { deleteChildren(); }
+Song::~Song() { deleteChildren(ItemType::Track); }
 
 Track::Track(Collection& c, uint32_t serial, const char16_t* name, int length)
     : NamedItem(c, ItemType::Track, serial) {

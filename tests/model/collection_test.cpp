@@ -1,6 +1,7 @@
 // The collection: ids, names, ownership, merge, adopt and the post-load pass.
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 
 #include "model/collection.h"
@@ -237,6 +238,30 @@ TEST_F(CollectionTest, DeletingAnInstrumentTakesItsTreeButNotItsWaves) {
     EXPECT_EQ(c.find(modelId), nullptr);
     EXPECT_EQ(c.count(ItemType::Waveform), 1u);
     EXPECT_EQ(c.find(wave->id), wave);
+}
+
+TEST_F(CollectionTest, DamagedChildListsNeverReachOtherKindsOfItem) {
+    // Lists read back from a flat image may hold anything. Children are
+    // followed only as their own type: a Layer deletes Regions, never the
+    // collection, a wave or another Layer.
+    auto c = std::make_unique<Collection>();
+    auto* wave = new Waveform(*c, kNewSerial, u"w");
+    auto* inst = new Instrument(*c, kNewSerial, u"i");
+    auto* layer = new Layer(*c, kNewSerial);
+    inst->addChild(*layer);
+    auto* other = new Layer(*c, kNewSerial);
+    layer->ids.push_back(kCollectionId);
+    layer->ids.push_back(wave->id);
+    layer->ids.push_back(other->id);
+    layer->ids.push_back(layer->id);
+    auto* song = new Song(*c, kNewSerial, u"s");
+    song->ids.push_back(song->id);
+    delete inst;
+    delete song;
+    EXPECT_EQ(c->find(kCollectionId), c.get());
+    EXPECT_EQ(c->find(wave->id), wave);
+    EXPECT_EQ(c->find(other->id), other);
+    EXPECT_EQ(c->count(ItemType::Layer), 1u);
 }
 
 TEST_F(CollectionTest, ClonesCopyWhatTheSourceOwnsAndShareWaves) {
