@@ -27,9 +27,9 @@ for fmt in wav aiff aifc au voc flac ogg 8svx avr sf w64 sph maud; do
 done
 
 # ffmpeg: compressed formats.
-for spec in "mp3:-c:a libmp3lame" "mp2:-c:a mp2" "m4a:-c:a aac" "opus:-c:a libopus" "mka:-c:a pcm_s16le" \
+for entry in "mp3:-c:a libmp3lame" "mp2:-c:a mp2" "m4a:-c:a aac" "opus:-c:a libopus" "mka:-c:a pcm_s16le" \
             "wv:-c:a wavpack" "caf:-c:a pcm_s16le" "ac3:-c:a ac3" "wma:-c:a wmav2" "aac:-c:a aac"; do
-  ext=${spec%%:*}; args=${spec#*:}
+  ext=${entry%%:*}; args=${entry#*:}
   for rate in 22050 44100 48000; do
     for i in 0 1 2 3 4 5 6 7 8 9; do
       f="$out/ff_${n}.$ext"

@@ -9,6 +9,10 @@
 
 #include "fileio/file_object.h"
 #include "fileio/format_rows.h"
+#include "fileio/sample_coding.h"
+#include "model/collection.h"
+#include "model/instrument.h"
+#include "model/waveform.h"
 #include "model/last_error.h"
 #include "model/text.h"
 
@@ -153,6 +157,47 @@ bool isKnownExtension(std::u16string_view extension) {
     for (int i = 1; i < formatCount; ++i)
         if (SameExtensionIgnoreCase(t[i].extension, extension)) return true;
     return false;
+}
+
+namespace {
+// Every Waveform that an item would save: its own, its regions', or all of a
+// collection's.
+void CollectWaves(const CollectionItem& item, std::vector<const Waveform*>& out) {
+    const Collection& c = item.collection();
+    switch (item.type()) {
+    case ItemType::Waveform: out.push_back(static_cast<const Waveform*>(&item)); break;
+    case ItemType::Region:
+        if (const Waveform* w = static_cast<const Region&>(item).waveform()) out.push_back(w);
+        break;
+    case ItemType::Layer:
+    case ItemType::Instrument: {
+        ItemType child = item.type() == ItemType::Instrument ? ItemType::Layer : ItemType::Region;
+        for (ItemId id : item.ids)
+            if (const CollectionItem* sub = c.find(child, id)) CollectWaves(*sub, out);
+        break;
+    }
+    case ItemType::Collection:
+        for (const Waveform* w : ItemsOf<Waveform>(c)) out.push_back(w);
+        break;
+    default: break;
+    }
+}
+} // namespace
+
+int channelsForSave(int row, const CollectionItem& item) {
+    const FormatEntry* e = formatRow(row);
+    if (!e) return 0;
+    // A song goes out as its stereo render.
+    if (item.type() == ItemType::Song || item.type() == ItemType::Track) return ChannelsFor(2, e->codingMask);
+    std::vector<const Waveform*> waves;
+    CollectWaves(item, waves);
+    int result = 0;
+    for (const Waveform* w : waves) {
+        int n = ChannelsFor(*w, e->codingMask);
+        if (result && n != result) return 0;
+        result = n;
+    }
+    return result;
 }
 
 bool matchExtension(std::u16string_view pattern, std::u16string_view extension) {

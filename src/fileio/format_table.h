@@ -99,6 +99,11 @@ bool nextWriteRow(int& row, RowInfo* info = nullptr);
 // extension equals the given one (case ignored, a leading point skipped).
 int findWriteRowByExtension(std::u16string_view extension, uint32_t itemMask);
 
+// The channel count a save to this row gives the item: 1 or 2, or 0 when the
+// item's waves would come out differently. Layers, Regions and synthesis
+// models are saved as the Instrument made from them, a Song as its render.
+int channelsForSave(int row, const CollectionItem& item);
+
 // Matches a row's extension pattern against a file's extension, both folded
 // to lower case: '?' takes any one character (even the end), '*' matches all.
 bool matchExtension(std::u16string_view pattern, std::u16string_view extension);

@@ -4,7 +4,10 @@
 #include "fileio/file_object.h"
 #include "fileio/format_table.h"
 #include "formats/install.h"
+#include "model/collection.h"
+#include "model/instrument.h"
 #include "model/last_error.h"
+#include "model/waveform.h"
 #include "model/text.h"
 #include "support/test_support.h"
 
@@ -160,6 +163,28 @@ TEST(FormatTable, DialogFiltersFollowTheRoutines) {
         EXPECT_NE(f.text.find(u" - "), std::u16string::npos);
     }
     for (const FilterEntry& f : saveDialogFilters(0xFF)) EXPECT_NE(formatRow(f.row)->write, nullptr);
+}
+
+TEST(FormatTable, ChannelsForSaveFollowTheRowsChannelBits) {
+    Collection c;
+    auto* mono = new Waveform(c, kNewSerial, u"m");
+    auto* stereo = new Waveform(c, kNewSerial, u"s");
+    stereo->channels = 2;
+    EXPECT_EQ(channelsForSave(495, *mono), 1);   // wav holds both
+    EXPECT_EQ(channelsForSave(495, *stereo), 2);
+    EXPECT_EQ(channelsForSave(66, *stereo), 1);  // DLS level 1 holds mono only
+    EXPECT_EQ(channelsForSave(321, *stereo), 2); // stereo kept as two mono waves
+    auto* inst = new Instrument(c, kNewSerial, u"i");
+    for (Waveform* w : {mono, stereo}) {
+        auto* layer = new Layer(c, kNewSerial);
+        inst->addChild(*layer);
+        auto* region = new Region(c, kNewSerial, SerialOf(w->id));
+        layer->addChild(*region);
+    }
+    EXPECT_EQ(channelsForSave(495, *inst), 0);   // the waves differ
+    EXPECT_EQ(channelsForSave(66, *inst), 1);    // both end up mono
+    EXPECT_EQ(channelsForSave(495, c), 0);
+    EXPECT_EQ(channelsForSave(600, *mono), 0);
 }
 
 TEST(DetectFormat, ZeroSizeAndUnreadableFiles) {
