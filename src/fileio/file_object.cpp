@@ -1,6 +1,7 @@
 #include "fileio/file_object.h"
 
 #include <cerrno>
+#include <exception>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -52,13 +53,19 @@ bool FileObject::Open(const std::filesystem::path& path, int mode) {
     Close();
     path_ = path;
     if (OpenOnce(path, mode)) return true;
-    std::u16string folded = path.u16string();
-    if (CleanUnicodePath(folded)) {
-        std::filesystem::path retry(folded);
-        if (OpenOnce(retry, mode)) {
-            path_ = retry;
-            return true;
+    // A name that is not valid UTF-8 (bytes from a foreign disk image) can
+    // not be converted for folding; the conversion throws, and no exception
+    // may leave the file layer, so such a path simply fails to open.
+    try {
+        std::u16string folded = path.u16string();
+        if (CleanUnicodePath(folded)) {
+            std::filesystem::path retry(folded);
+            if (OpenOnce(retry, mode)) {
+                path_ = retry;
+                return true;
+            }
         }
+    } catch (const std::exception&) {
     }
     return false;
 }
