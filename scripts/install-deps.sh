@@ -9,7 +9,7 @@ packages=(
   # libraries
   zlib1g-dev libgtest-dev libgmock-dev libbenchmark-dev
   # outside tools the tests use as oracles, and the benchmark's peer
-  sox libsox-fmt-all ffmpeg python3 python3-mido python3-numpy zip unzip file hyperfine
+  sox libsox-fmt-all ffmpeg python3 python3-mido python3-numpy zip unzip file hyperfine gigtools
 )
 
 missing=()

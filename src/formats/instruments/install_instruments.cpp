@@ -1,0 +1,26 @@
+#include "formats/instruments/instruments_formats.h"
+
+namespace vaxel {
+
+void InstallInstrumentsFormats() {
+    InstallAdLibFormats();
+    InstallAkaiFormats();
+    InstallAkaiMpcFormats();
+    InstallDecentSamplerFormats();
+    InstallDlsFormats();
+    InstallEmuFormats();
+    InstallExsFormats();
+    InstallGravisFormats();
+    InstallKontaktFormats();
+    InstallKorgFormats();
+    InstallKurzweilFormats();
+    InstallRenoiseFormats();
+    InstallSfzFormats();
+    InstallSoundFontFormats();
+    InstallSynthSysExFormats();
+    InstallTrackerInstrumentFormats();
+    InstallTx16wxFormats();
+    InstallYamahaFormats();
+}
+
+} // namespace vaxel
