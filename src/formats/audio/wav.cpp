@@ -1,0 +1,67 @@
+// RIFF WAVE and its relatives: Microsoft wave (RIFF or RF64 of form WAVE, and
+// the SDSS variant the reader also takes), Broadcast wave (a WAVE with a
+// 'bext' chunk near the head), the Rockwell ADPCM wave of HotFax/Quicklink
+// (format tag 768), and Sony/Sonic Foundry Wave-64.
+//
+// Bytes relied on: "RIFF"/"RF64"/"SDSS" at 0 and "WAVE" at 8; the chunks
+// behind offset 12 (id, little-endian 32-bit length, body padded to even);
+// the format tag at offset 20, where it falls when 'fmt ' is the first chunk;
+// for Wave-64 the 16-byte 'riff' GUID at 0 and the 'wave' GUID at 24. Other
+// RIFF forms (sfbk, DLS, RMID, AVI, CDDA) are never claimed here.
+#include "formats/audio/audio_detect.h"
+#include "formats/audio/audio_formats.h"
+
+namespace vaxel {
+namespace {
+
+constexpr char kW64Riff[] = "riff\x2E\x91\xCF\x11\xA5\xD6\x28\xDB\x04\xC1\x00\x00";
+constexpr char kW64Wave[] = "wave\xF3\xAC\xD3\x11\x8C\xD1\x00\xC0\x4F\x8E\xDB\x8A";
+
+bool IsWave(const probe::Bytes& b) { return audio::IsRiffForm(b, "WAVE"); }
+
+// A 'bext' chunk among the first four chunks behind the 12-byte head.
+bool HasBextNearHead(const probe::Bytes& b) {
+    uint64_t at = 12;
+    for (int chunk = 0; chunk < 4 && b.has(size_t(at), 8); ++chunk) {
+        if (b.equals(size_t(at), "bext")) return true;
+        uint32_t length = b.le32(size_t(at) + 4);
+        at += 8 + uint64_t(length) + (length & 1);
+        if (at > b.size) break;
+    }
+    return false;
+}
+
+int DetectWav(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) {
+    probe::Bytes b{buffer, bytes};
+    if (IsWave(b)) return audio::kMagic;
+    if (b.equals(0, "SDSS") && b.equals(8, "WAVE")) return audio::kWeakMagic;
+    return audio::kNo;
+}
+
+int DetectBroadcastWav(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) {
+    probe::Bytes b{buffer, bytes};
+    if (!IsWave(b)) return audio::kNo;
+    return HasBextNearHead(b) ? audio::kMagic : audio::kPlausible;
+}
+
+int DetectRockwellWav(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) {
+    probe::Bytes b{buffer, bytes};
+    return IsWave(b) && b.has(20, 2) && b.le16(20) == 768 ? audio::kMagic : audio::kNo;
+}
+
+int DetectWave64(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) {
+    probe::Bytes b{buffer, bytes};
+    return b.equals(0, kW64Riff, 16) && b.equals(24, kW64Wave, 16) ? audio::kMagic : audio::kNo;
+}
+
+} // namespace
+
+void InstallWavFormats() {
+    audio::BindDetector(u"bwf", u"Broadcast wave", &DetectBroadcastWav);
+    audio::BindDetector(u"rif", u"Rockwell ADPCM (HotFax/Quicklink)", &DetectRockwellWav);
+    audio::BindDetector(u"w64", u"Wave-64", &DetectWave64);
+    audio::BindDetector(u"wav", u"Microsoft wave", &DetectWav);
+    audio::BindDetector(u"wav", u"Broadcast wave", &DetectBroadcastWav);
+}
+
+} // namespace vaxel
