@@ -90,7 +90,7 @@ const char16_t* const kBound[][2] = {
     {u"e3b", u"E-mu Emulator III bank file"}, {u"e3x", u"E-mu Emulator IIIX bank file"},
     {u"eb3", u"E-mu Emulator III bank file"}, {u"esi", u"E-mu ESI-32 bank file"},
     {u"exs", u"Logic EXS24 instrument"}, {u"gig", u"GigaStudio/GigaSampler"},
-    {u"gi!", u"GigaStudio/GSImport split"}, {u"ibk", u"Creative FM bank"},
+    {u"gi!", u"GigaStudio/GSImport split"}, {u"ibk", u"Creative FM bank"}, {u"ins", u"Ad Lib instrument"},
     {u"iti", u"Impulse Tracker instrument"}, {u"its", u"Impulse Tracker sample"}, {u"K25", u"Kurzweil K2500"},
     {u"K26", u"Kurzweil K2600"}, {u"KMP", u"Korg keymap"}, {u"KRZ", u"Kurzweil K2000 file"},
     {u"KSC", u"Korg script"}, {u"KSF", u"Korg sample"}, {u"mss", u"MSS DLS 1 + XMI"},
@@ -120,7 +120,9 @@ const char16_t* const kBound[][2] = {
     {u"Y2A", u"Yamaha Montage M all"}, {u"Y2L", u"Yamaha Montage M library"}, {u"Y2U", u"Yamaha Montage M user"},
 };
 const char16_t* const kLeftWithoutDetector[][2] = {
-    {u"KMP", u"Korg PA-series keymaps"},   {u"nkb", u"NI Kontakt v1 Bank"},
+    {u"ins", u"Ensoniq EPS intrument"},    {u"ins", u"Sample Cell II Mac"},
+    {u"ins", u"Sample Cell II PC"},        {u"KMP", u"Korg PA-series keymaps"},
+    {u"nkb", u"NI Kontakt v1 Bank"},
     {u"nkb", u"NI Kontakt v2/3/4 Bank"},   {u"p", u"AKAI S900/S950 program"},
     {u"pgm", u"AKAI MPC3000 program"},     {u"snd", u"Unsigned 8-bit PCM"},
     {u"w01", u"Yamaha SY99 wave"},
@@ -409,6 +411,22 @@ std::vector<Head> TrackerAndFmHeads() {
     Put(bnk, 2, "ADLIB-");
     heads.push_back({"standard.bnk", bnk, "AdLib instrument", "bnk - AdLib bank (100%)"});
     return heads;
+}
+
+TEST(InstrumentDetection, AdLibInstrumentsByTheirShape) {
+    // No signature: a zero word, 26 six-bit parameters, in the later form
+    // two wave selects and reserved bytes.
+    Data later(80, 0), early(54, 0);
+    for (size_t i = 0; i < 26; ++i) PutLe16(later, 2 + 2 * i, uint32_t(i * 2)), PutLe16(early, 2 + 2 * i, 15);
+    PutLe16(later, 54, 3);
+    EXPECT_EQ(DetectData("organ.ins", later), "ins - Ad Lib instrument (55%)");
+    EXPECT_EQ(DetectData("organ.ins", early), "ins - Ad Lib instrument (55%)");
+    EXPECT_EQ(DetectData("organ", later), "* - Unrecognized (0%)");
+    PutLe16(later, 56, 4); // no such wave
+    EXPECT_EQ(RowScore(u"ins", u"Ad Lib instrument", later), 0);
+    PutLe16(early, 20, 64); // beyond six bits
+    EXPECT_EQ(RowScore(u"ins", u"Ad Lib instrument", early), 0);
+    EXPECT_EQ(RowScore(u"ins", u"Ad Lib instrument", Data(81, 0)), 0);
 }
 
 TEST(InstrumentDetection, TrackerAndFmInstrumentsAgreeWithFile) {
