@@ -110,7 +110,7 @@ const char16_t* const kBound[][2] = {
     {u"syx", u"Yamaha DX100/DX21/DX27 voice SysEx"}, {u"syx", u"Yamaha DX11/TX81z voice SysEx"},
     {u"syx", u"Yamaha DX7 voice SysEx"}, {u"syx", u"Yamaha DX7II/DX200 voice SysEx"},
     {u"syx", u"Roland D-50 patch SysEx"}, {u"syx", u"Roland MT-32 SysEx"}, {u"txbank", u"Cwitec TX16Wx bank"},
-    {u"txprog", u"Cwitec TX16Wx program"}, {u"w01", u"Yamaha TX16W wave"}, {u"X0A", u"Yamaha Motif XS all"},
+    {u"txprog", u"Cwitec TX16Wx program"}, {u"vab", u"PlayStation bank"}, {u"w01", u"Yamaha TX16W wave"}, {u"X0A", u"Yamaha Motif XS all"},
     {u"X0V", u"Yamaha Motif XS voices"}, {u"X0W", u"Yamaha Motif XS waves"}, {u"X3A", u"Yamaha Motif XF all"},
     {u"X3V", u"Yamaha Motif XF voices"}, {u"X3W", u"Yamaha Motif XF waves"}, {u"X6A", u"Yamaha MOXF all"},
     {u"X6V", u"Yamaha MOXF voices"}, {u"X6W", u"Yamaha MOXF waves"}, {u"X7A", u"Yamaha Montage all"},
@@ -327,6 +327,7 @@ TEST(InstrumentDetection, DownloadableSoundsCollections) {
     // Seen whole without GigaStudio chunks: only plausibly a gig.
     EXPECT_EQ(DetectData("organ.gig", dls), "dls - DownLoadable Sounds (66%)");
     EXPECT_EQ(RowScore(u"gig", u"GigaStudio/GigaSampler", dls), 2);
+    // Miles' compressed form is read as a collection.
     EXPECT_EQ(DetectData("organ", DlsCollection("MLS ")), "dls - DownLoadable Sounds (66%)");
 
     // An XMIDI song with the collection behind it, and the other way round.
@@ -696,6 +697,10 @@ TEST(InstrumentDetection, MagicNumbersOfOtherSamplers) {
     Put(ysfc, 0, "YAMAHA-YSFC"), Put(ysfc, 16, "4.0.5");
     EXPECT_EQ(DetectData("library.X7L", ysfc), "X7L - Yamaha Montage library (77%)");
     EXPECT_EQ(DetectData("all.X0A", ysfc), "X0A - Yamaha Motif XS all (77%)");
+    Data vab(2048, 0);
+    Put(vab, 0, "pBAV"), PutLe32(vab, 4, 7);
+    EXPECT_EQ(DetectData("sounds.vab", vab), "vab - PlayStation bank (100%)");
+    EXPECT_EQ(DetectData("sounds.vh", vab), "vab - PlayStation bank (66%)");
     Data tx16w(64, 0);
     Put(tx16w, 0, "LM8953");
     EXPECT_EQ(DetectData("wave.w01", tx16w), "w01 - Yamaha TX16W wave (100%)");

@@ -20,6 +20,7 @@ void InstallInstrumentsFormats() {
     InstallSynthSysExFormats();
     InstallTrackerInstrumentFormats();
     InstallTx16wxFormats();
+    InstallVabFormats();
     InstallYamahaFormats();
 }
 

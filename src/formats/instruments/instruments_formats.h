@@ -23,6 +23,7 @@ void InstallSoundFontFormats();
 void InstallSynthSysExFormats();
 void InstallTrackerInstrumentFormats();
 void InstallTx16wxFormats();
+void InstallVabFormats();
 void InstallYamahaFormats();
 
 } // namespace vaxel
