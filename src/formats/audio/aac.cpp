@@ -25,7 +25,7 @@ bool AdtsAt(const probe::Bytes& b, size_t at, AdtsHeader& h) {
     if ((w & 0xFFF60000) != 0xFFF00000) return false; // sync, layer 00
     if ((w >> 10 & 15) > 12) return false;            // sampling frequency index
     size_t length = (size_t(b.u8(at + 3) & 3) << 11) | (size_t(b.u8(at + 4)) << 3) | (b.u8(at + 5) >> 5);
-    size_t headerBytes = (w & 0x10000) ? 7 : 9;       // protection absent: no CRC
+    size_t headerBytes = (w & 0x10000) ? 7 : 9; // protection absent: no CRC
     if (length <= headerBytes) return false;
     // ID, profile, sampling frequency index and channel configuration.
     h.fixed = w & 0xFFFFFDC0;
@@ -49,6 +49,8 @@ int DetectAac(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t fileSize, 
 
 } // namespace
 
-void InstallAacFormats() { audio::BindDetector(u"aac", u"MPEG 2/4 AAC", &DetectAac); }
+void InstallAacFormats() {
+    audio::BindDetector(u"aac", u"MPEG 2/4 AAC", &DetectAac);
+}
 
 } // namespace vaxel

@@ -12,7 +12,9 @@
 namespace vaxel {
 namespace {
 
-bool IsForm(const probe::Bytes& b, const char* type) { return b.equals(0, "FORM") && b.equals(8, type, 4); }
+bool IsForm(const probe::Bytes& b, const char* type) {
+    return b.equals(0, "FORM") && b.equals(8, type, 4);
+}
 
 int DetectAiff(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) {
     probe::Bytes b{buffer, bytes};

@@ -32,6 +32,8 @@ int DetectApe(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) {
 
 } // namespace
 
-void InstallApeFormats() { audio::BindDetector(u"ape", u"Monkey Audio lossless", &DetectApe); }
+void InstallApeFormats() {
+    audio::BindDetector(u"ape", u"Monkey Audio lossless", &DetectApe);
+}
 
 } // namespace vaxel

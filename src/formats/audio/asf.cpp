@@ -44,27 +44,38 @@ Content Examine(const probe::Bytes& b) {
 
 int DetectAsf(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) {
     switch (Examine(probe::Bytes{buffer, bytes})) {
-    case Content::NotAsf: return audio::kNo;
-    case Content::Unknown: return audio::kMagic;
-    default: return audio::kWeakMagic;
+    case Content::NotAsf:
+        return audio::kNo;
+    case Content::Unknown:
+        return audio::kMagic;
+    default:
+        return audio::kWeakMagic;
     }
 }
 
 int DetectWma(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) {
     switch (Examine(probe::Bytes{buffer, bytes})) {
-    case Content::NotAsf: return audio::kNo;
-    case Content::AudioOnly: return audio::kMagic;
-    case Content::Video: return audio::kPlausible;
-    default: return audio::kWeakMagic;
+    case Content::NotAsf:
+        return audio::kNo;
+    case Content::AudioOnly:
+        return audio::kMagic;
+    case Content::Video:
+        return audio::kPlausible;
+    default:
+        return audio::kWeakMagic;
     }
 }
 
 int DetectWmv(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) {
     switch (Examine(probe::Bytes{buffer, bytes})) {
-    case Content::NotAsf: return audio::kNo;
-    case Content::Video: return audio::kMagic;
-    case Content::AudioOnly: return audio::kPlausible;
-    default: return audio::kWeakMagic;
+    case Content::NotAsf:
+        return audio::kNo;
+    case Content::Video:
+        return audio::kMagic;
+    case Content::AudioOnly:
+        return audio::kPlausible;
+    default:
+        return audio::kWeakMagic;
     }
 }
 

@@ -25,6 +25,8 @@ int DetectAu(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) {
 
 } // namespace
 
-void InstallAuFormats() { audio::BindDetector(u"au", u"Sun/NeXT/DEC audio", &DetectAu); }
+void InstallAuFormats() {
+    audio::BindDetector(u"au", u"Sun/NeXT/DEC audio", &DetectAu);
+}
 
 } // namespace vaxel

@@ -24,7 +24,9 @@ std::string Narrow(const char16_t* text) {
 
 } // namespace
 
-std::span<const int> AudioDetectorRows() { return {gRows, gRowCount}; }
+std::span<const int> AudioDetectorRows() {
+    return {gRows, gRowCount};
+}
 
 namespace audio {
 
@@ -34,12 +36,14 @@ void BindDetector(const char16_t* extension, const char16_t* description, Detect
         gRows[gRowCount++] = findFormatRow(extension, description);
         return;
     }
-    std::fprintf(stderr, "vaxel: audio formats: cannot bind the detector of %s \"%s\"\n", Narrow(extension).c_str(),
-                 Narrow(description).c_str());
+    std::fprintf(stderr, "vaxel: audio formats: cannot bind the detector of %s \"%s\"\n",
+                 Narrow(extension).c_str(), Narrow(description).c_str());
     std::abort();
 }
 
-int DetectHeaderless(const uint8_t*, uint32_t, size_t, uint64_t, int) { return kPlausible; }
+int DetectHeaderless(const uint8_t*, uint32_t, size_t, uint64_t, int) {
+    return kPlausible;
+}
 
 AudioStart SkipId3v2(const probe::Bytes& b) {
     size_t at = 0;

@@ -13,6 +13,8 @@ int DetectAvi(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) {
 
 } // namespace
 
-void InstallAviFormats() { audio::BindDetector(u"avi", u"Audio video interleave", &DetectAvi); }
+void InstallAviFormats() {
+    audio::BindDetector(u"avi", u"Audio video interleave", &DetectAvi);
+}
 
 } // namespace vaxel

@@ -7,7 +7,9 @@
 namespace vaxel {
 namespace {
 
-bool IsFlagWord(uint16_t w) { return w == 0 || w == 0xFFFF; }
+bool IsFlagWord(uint16_t w) {
+    return w == 0 || w == 0xFFFF;
+}
 
 int DetectAvr(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) {
     probe::Bytes b{buffer, bytes};
@@ -20,6 +22,8 @@ int DetectAvr(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) {
 
 } // namespace
 
-void InstallAvrFormats() { audio::BindDetector(u"avr", u"Audio Visual Research", &DetectAvr); }
+void InstallAvrFormats() {
+    audio::BindDetector(u"avr", u"Audio Visual Research", &DetectAvr);
+}
 
 } // namespace vaxel

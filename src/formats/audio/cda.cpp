@@ -14,6 +14,8 @@ int DetectCda(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) {
 
 } // namespace
 
-void InstallCdaFormats() { audio::BindDetector(u"cda", u"Audio CD track", &DetectCda); }
+void InstallCdaFormats() {
+    audio::BindDetector(u"cda", u"Audio CD track", &DetectCda);
+}
 
 } // namespace vaxel

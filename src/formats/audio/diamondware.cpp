@@ -14,6 +14,8 @@ int DetectDwd(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) {
 
 } // namespace
 
-void InstallDiamondWareFormats() { audio::BindDetector(u"dwd", u"DiamondWare digitized", &DetectDwd); }
+void InstallDiamondWareFormats() {
+    audio::BindDetector(u"dwd", u"DiamondWare digitized", &DetectDwd);
+}
 
 } // namespace vaxel

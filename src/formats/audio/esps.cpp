@@ -18,6 +18,8 @@ int DetectEsps(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) {
 
 } // namespace
 
-void InstallEspsFormats() { audio::BindDetector(u"esps", u"ESPS", &DetectEsps); }
+void InstallEspsFormats() {
+    audio::BindDetector(u"esps", u"ESPS", &DetectEsps);
+}
 
 } // namespace vaxel

@@ -16,7 +16,10 @@ int DetectFlac(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) {
     probe::Bytes b{buffer, bytes};
     if (b.equals(0, "OggS") && b.u8(4) == 0) {
         size_t packet = 27 + size_t(b.u8(26));
-        return b.equals(packet, "\x7F" "FLAC") ? audio::kWeakMagic : audio::kNo;
+        return b.equals(packet, "\x7F"
+                                "FLAC")
+                   ? audio::kWeakMagic
+                   : audio::kNo;
     }
     audio::AudioStart start = audio::SkipId3v2(b);
     if (start.hidden) return audio::kWeakMagic;
@@ -31,6 +34,8 @@ int DetectFlac(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) {
 
 } // namespace
 
-void InstallFlacFormats() { audio::BindDetector(u"flac", u"Free lossless audio codec", &DetectFlac); }
+void InstallFlacFormats() {
+    audio::BindDetector(u"flac", u"Free lossless audio codec", &DetectFlac);
+}
 
 } // namespace vaxel

@@ -14,6 +14,8 @@ int DetectHcom(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) {
 
 } // namespace
 
-void InstallHcomFormats() { audio::BindDetector(u"hcom", u"Sound Tools HCOM", &DetectHcom); }
+void InstallHcomFormats() {
+    audio::BindDetector(u"hcom", u"Sound Tools HCOM", &DetectHcom);
+}
 
 } // namespace vaxel

@@ -24,6 +24,8 @@ int DetectInrs(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t fileSize,
 
 } // namespace
 
-void InstallInrsFormats() { audio::BindDetector(u"inrs", u"INRS-Telecommunications", &DetectInrs); }
+void InstallInrsFormats() {
+    audio::BindDetector(u"inrs", u"INRS-Telecommunications", &DetectInrs);
+}
 
 } // namespace vaxel

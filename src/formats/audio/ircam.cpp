@@ -23,6 +23,8 @@ int DetectIrcam(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) {
 
 } // namespace
 
-void InstallIrcamFormats() { audio::BindDetector(u"sf", u"IRCAM / MTU sound", &DetectIrcam); }
+void InstallIrcamFormats() {
+    audio::BindDetector(u"sf", u"IRCAM / MTU sound", &DetectIrcam);
+}
 
 } // namespace vaxel

@@ -19,16 +19,19 @@ namespace {
 
 enum class Kind { None, ThreeGpp2, ThreeGpp, ITunesAudio, QuickTime, Mp4 };
 
-bool BrandIs(const probe::Bytes& b, size_t at, const char* brand) { return b.equals(at, brand, 4); }
+bool BrandIs(const probe::Bytes& b, size_t at, const char* brand) {
+    return b.equals(at, brand, 4);
+}
 
 Kind KindOfBrand(const probe::Bytes& b, size_t at) {
     if (b.equals(at, "3g2", 3)) return Kind::ThreeGpp2;
     if (b.equals(at, "3g", 2)) return Kind::ThreeGpp;
-    if (BrandIs(b, at, "M4A ") || BrandIs(b, at, "M4B ") || BrandIs(b, at, "M4P ") || BrandIs(b, at, "F4A ") ||
-        BrandIs(b, at, "F4B "))
+    if (BrandIs(b, at, "M4A ") || BrandIs(b, at, "M4B ") || BrandIs(b, at, "M4P ") ||
+        BrandIs(b, at, "F4A ") || BrandIs(b, at, "F4B "))
         return Kind::ITunesAudio;
     if (BrandIs(b, at, "qt  ")) return Kind::QuickTime;
-    static const char* const kImages[] = {"mif1", "msf1", "heic", "heix", "hevc", "avif", "avis", "jp2 ", "jpx ", "jpm ", "crx "};
+    static const char* const kImages[] = {"mif1", "msf1", "heic", "heix", "hevc", "avif",
+                                          "avis", "jp2 ", "jpx ", "jpm ", "crx "};
     for (const char* image : kImages)
         if (BrandIs(b, at, image)) return Kind::None;
     return Kind::Mp4;

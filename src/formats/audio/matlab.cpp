@@ -41,6 +41,8 @@ int DetectMatlab(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) {
 
 } // namespace
 
-void InstallMatlabFormats() { audio::BindDetector(u"mat", u"Matlab binary vars", &DetectMatlab); }
+void InstallMatlabFormats() {
+    audio::BindDetector(u"mat", u"Matlab binary vars", &DetectMatlab);
+}
 
 } // namespace vaxel

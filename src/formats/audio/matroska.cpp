@@ -34,17 +34,23 @@ Content Examine(const probe::Bytes& b) {
 
 int DetectMka(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) {
     switch (Examine(probe::Bytes{buffer, bytes})) {
-    case Content::NotMatroska: return audio::kNo;
-    case Content::Video: return audio::kWeakMagic;
-    default: return audio::kMagic;
+    case Content::NotMatroska:
+        return audio::kNo;
+    case Content::Video:
+        return audio::kWeakMagic;
+    default:
+        return audio::kMagic;
     }
 }
 
 int DetectMkv(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) {
     switch (Examine(probe::Bytes{buffer, bytes})) {
-    case Content::NotMatroska: return audio::kNo;
-    case Content::AudioOnly: return audio::kWeakMagic;
-    default: return audio::kMagic;
+    case Content::NotMatroska:
+        return audio::kNo;
+    case Content::AudioOnly:
+        return audio::kWeakMagic;
+    default:
+        return audio::kMagic;
     }
 }
 

@@ -21,6 +21,8 @@ int DetectMidiSds(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) 
 
 } // namespace
 
-void InstallMidiSdsFormats() { audio::BindDetector(u"sds", u"MIDI SDS", &DetectMidiSds); }
+void InstallMidiSdsFormats() {
+    audio::BindDetector(u"sds", u"MIDI SDS", &DetectMidiSds);
+}
 
 } // namespace vaxel

@@ -40,14 +40,14 @@ constexpr size_t kMaxFreeFrame = 4096;
 
 struct FrameHeader {
     uint32_t word = 0;
-    int layer = 0;        // 1, 2 or 3
-    size_t length = 0;    // bytes, 0 for free format
-    size_t padding = 0;   // bytes the padding bit adds
+    int layer = 0;      // 1, 2 or 3
+    size_t length = 0;  // bytes, 0 for free format
+    size_t padding = 0; // bytes the padding bit adds
 };
 
 bool ParseHeader(uint32_t h, FrameHeader& f) {
     if ((h & 0xFFE00000) != 0xFFE00000) return false;
-    const uint32_t version = h >> 19 & 3;  // 0 MPEG-2.5, 1 reserved, 2 MPEG-2, 3 MPEG-1
+    const uint32_t version = h >> 19 & 3;   // 0 MPEG-2.5, 1 reserved, 2 MPEG-2, 3 MPEG-1
     const uint32_t layerBits = h >> 17 & 3; // 0 reserved, 1 III, 2 II, 3 I
     const uint32_t rateIndex = h >> 12 & 15;
     const uint32_t srIndex = h >> 10 & 3;
@@ -71,11 +71,14 @@ bool ParseHeader(uint32_t h, FrameHeader& f) {
     return true;
 }
 
-bool HeaderAt(const probe::Bytes& b, size_t at, FrameHeader& f) { return b.has(at, 4) && ParseHeader(b.be32(at), f); }
+bool HeaderAt(const probe::Bytes& b, size_t at, FrameHeader& f) {
+    return b.has(at, 4) && ParseHeader(b.be32(at), f);
+}
 
 // What may follow the last frame of a stream.
 bool EndTagAt(const probe::Bytes& b, size_t at) {
-    return b.equals(at, "TAG") || b.equals(at, "APETAGEX") || b.equals(at, "LYRICSBEGIN") || b.equals(at, "ID3");
+    return b.equals(at, "TAG") || b.equals(at, "APETAGEX") || b.equals(at, "LYRICSBEGIN") ||
+           b.equals(at, "ID3");
 }
 
 enum class Chain { Broken, Unseen, Verified };
@@ -91,7 +94,8 @@ Chain FollowFreeFormat(const probe::Bytes& b, uint64_t fileSize, size_t at, cons
     FrameHeader second;
     size_t p = at + 8;
     for (; b.has(p, 4) && p < at + kMaxFreeFrame; ++p)
-        if (b.data[p] == 0xFF && HeaderAt(b, p, second) && SameStream(first, second) && (second.word >> 12 & 15) == 0)
+        if (b.data[p] == 0xFF && HeaderAt(b, p, second) && SameStream(first, second) &&
+            (second.word >> 12 & 15) == 0)
             break;
     if (!b.has(p, 4) || p >= fileSize) return Chain::Unseen;
     if (p >= at + kMaxFreeFrame) return Chain::Broken;
@@ -130,9 +134,12 @@ MpegGuess GuessMpegAudio(const uint8_t* buffer, size_t bytes, uint64_t fileSize)
     FrameHeader f;
     if (HeaderAt(b, at, f)) {
         switch (FollowStream(b, fileSize, at, f)) {
-        case Chain::Verified: return {audio::kMagic, f.layer};
-        case Chain::Unseen: return {audio::kWeakMagic, f.layer};
-        case Chain::Broken: return {audio::kPlausible, f.layer};
+        case Chain::Verified:
+            return {audio::kMagic, f.layer};
+        case Chain::Unseen:
+            return {audio::kWeakMagic, f.layer};
+        case Chain::Broken:
+            return {audio::kPlausible, f.layer};
         }
     }
     // Junk before the first frame: a stream found behind it is only
@@ -189,9 +196,11 @@ int DetectMpegSystem(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, in
     if (!b.has(0, 14) || b.be32(0) != 0x000001BA) return audio::kNo;
     const uint8_t* p = buffer;
     // MPEG-1 pack: '0010', SCR with marker bits, mux rate with marker bits.
-    if ((p[4] & 0xF1) == 0x21 && (p[6] & 1) && (p[8] & 1) && (p[9] & 0x80) && (p[11] & 1)) return audio::kMagic;
+    if ((p[4] & 0xF1) == 0x21 && (p[6] & 1) && (p[8] & 1) && (p[9] & 0x80) && (p[11] & 1))
+        return audio::kMagic;
     // MPEG-2 pack: '01', SCR and extension with marker bits, mux rate, two markers.
-    if ((p[4] & 0xC4) == 0x44 && (p[6] & 4) && (p[8] & 4) && (p[9] & 1) && (p[12] & 3) == 3) return audio::kMagic;
+    if ((p[4] & 0xC4) == 0x44 && (p[6] & 4) && (p[8] & 4) && (p[9] & 1) && (p[12] & 3) == 3)
+        return audio::kMagic;
     return audio::kWeakMagic;
 }
 

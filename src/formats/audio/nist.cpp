@@ -25,6 +25,8 @@ int DetectNist(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) {
 
 } // namespace
 
-void InstallNistFormats() { audio::BindDetector(u"nist", u"NIST Sphere", &DetectNist); }
+void InstallNistFormats() {
+    audio::BindDetector(u"nist", u"NIST Sphere", &DetectNist);
+}
 
 } // namespace vaxel

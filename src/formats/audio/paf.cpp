@@ -19,6 +19,8 @@ int DetectPaf(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) {
 
 } // namespace
 
-void InstallPafFormats() { audio::BindDetector(u"paf", u"Ensoniq PARIS", &DetectPaf); }
+void InstallPafFormats() {
+    audio::BindDetector(u"paf", u"Ensoniq PARIS", &DetectPaf);
+}
 
 } // namespace vaxel

@@ -14,6 +14,8 @@ int DetectPsion(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) {
 
 } // namespace
 
-void InstallPsionFormats() { audio::BindDetector(u"psion", u"PSION A-law", &DetectPsion); }
+void InstallPsionFormats() {
+    audio::BindDetector(u"psion", u"PSION A-law", &DetectPsion);
+}
 
 } // namespace vaxel

@@ -14,6 +14,8 @@ int DetectSampleVision(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, 
 
 } // namespace
 
-void InstallSampleVisionFormats() { audio::BindDetector(u"smp", u"Samplevision", &DetectSampleVision); }
+void InstallSampleVisionFormats() {
+    audio::BindDetector(u"smp", u"Samplevision", &DetectSampleVision);
+}
 
 } // namespace vaxel

@@ -15,6 +15,8 @@ int DetectShorten(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) 
 
 } // namespace
 
-void InstallShortenFormats() { audio::BindDetector(u"shn", u"Shorten lossless", &DetectShorten); }
+void InstallShortenFormats() {
+    audio::BindDetector(u"shn", u"Shorten lossless", &DetectShorten);
+}
 
 } // namespace vaxel

@@ -16,7 +16,9 @@ namespace {
 bool IsNumberChar(uint8_t c) {
     return (c >= '0' && c <= '9') || c == '-' || c == '+' || c == '.' || c == 'e' || c == 'E';
 }
-bool IsBlank(uint8_t c) { return c == ' ' || c == '\t' || c == ',' || c == '\r'; }
+bool IsBlank(uint8_t c) {
+    return c == ' ' || c == '\t' || c == ',' || c == '\r';
+}
 
 int DetectTextAudio(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t fileSize, int) {
     probe::Bytes b{buffer, bytes};
@@ -53,6 +55,8 @@ int DetectTextAudio(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t file
 
 } // namespace
 
-void InstallTextAudioFormats() { audio::BindDetector(u"txt", u"Ascii text audio", &DetectTextAudio); }
+void InstallTextAudioFormats() {
+    audio::BindDetector(u"txt", u"Ascii text audio", &DetectTextAudio);
+}
 
 } // namespace vaxel

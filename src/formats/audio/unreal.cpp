@@ -15,7 +15,9 @@ namespace {
 
 constexpr uint32_t kPackageTag = 0x9E2A83C1;
 
-bool IsPackage(const probe::Bytes& b) { return b.has(0, 8) && b.le32(0) == kPackageTag; }
+bool IsPackage(const probe::Bytes& b) {
+    return b.has(0, 8) && b.le32(0) == kPackageTag;
+}
 
 int DetectUax(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) {
     probe::Bytes b{buffer, bytes};
@@ -26,7 +28,8 @@ int DetectUax(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) {
     uint32_t names = b.le32(12);
     constexpr size_t kNameWindow = 8192;
     const size_t limit = size_t(names) + kNameWindow;
-    for (size_t at = b.find(names, "Sound\0", 6, limit); at < b.size; at = b.find(at + 1, "Sound\0", 6, limit)) {
+    for (size_t at = b.find(names, "Sound\0", 6, limit); at < b.size;
+         at = b.find(at + 1, "Sound\0", 6, limit)) {
         uint8_t before = at > 0 ? b.u8(at - 1) : 0;
         bool partOfLongerName = (before >= 'A' && before <= 'Z') || (before >= 'a' && before <= 'z');
         if (!partOfLongerName) return audio::kMagic;

@@ -14,6 +14,8 @@ int DetectVoc(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) {
 
 } // namespace
 
-void InstallVocFormats() { audio::BindDetector(u"voc", u"SoundBlaster voice", &DetectVoc); }
+void InstallVocFormats() {
+    audio::BindDetector(u"voc", u"SoundBlaster voice", &DetectVoc);
+}
 
 } // namespace vaxel

@@ -17,7 +17,9 @@ namespace {
 constexpr char kW64Riff[] = "riff\x2E\x91\xCF\x11\xA5\xD6\x28\xDB\x04\xC1\x00\x00";
 constexpr char kW64Wave[] = "wave\xF3\xAC\xD3\x11\x8C\xD1\x00\xC0\x4F\x8E\xDB\x8A";
 
-bool IsWave(const probe::Bytes& b) { return audio::IsRiffForm(b, "WAVE"); }
+bool IsWave(const probe::Bytes& b) {
+    return audio::IsRiffForm(b, "WAVE");
+}
 
 // A 'bext' chunk among the first four chunks behind the 12-byte head.
 bool HasBextNearHead(const probe::Bytes& b) {

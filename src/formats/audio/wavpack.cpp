@@ -20,6 +20,8 @@ int DetectWavPack(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) 
 
 } // namespace
 
-void InstallWavPackFormats() { audio::BindDetector(u"wv", u"WavPack lossless", &DetectWavPack); }
+void InstallWavPackFormats() {
+    audio::BindDetector(u"wv", u"WavPack lossless", &DetectWavPack);
+}
 
 } // namespace vaxel
