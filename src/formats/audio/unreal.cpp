@@ -3,7 +3,8 @@
 //
 // Every package opens with the tag 0x9E2A83C1 (little-endian). Packages of
 // the first engines follow it with a positive 16-bit file version and
-// licensee version, then the name count and the name table's offset at 12;
+// licensee version, the package flags at 8, the name count at 12 and the
+// name table's offset at 16;
 // a sound package names the class "Sound" there (music packages name
 // "Music"). Engine 4 and later assets follow the tag with a small negative
 // "legacy" version instead.
@@ -25,7 +26,7 @@ int DetectUax(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) {
     int16_t version = int16_t(b.le16(4));
     if (version <= 0 || version >= 1000) return audio::kNo;
     // The name table: "Sound" as a whole name, zero-terminated.
-    uint32_t names = b.le32(12);
+    uint32_t names = b.le32(16);
     constexpr size_t kNameWindow = 8192;
     const size_t limit = size_t(names) + kNameWindow;
     for (size_t at = b.find(names, "Sound\0", 6, limit); at < b.size;
