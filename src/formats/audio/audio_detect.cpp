@@ -16,12 +16,6 @@ constexpr size_t kMaxAudioRows = 256;
 int gRows[kMaxAudioRows];
 size_t gRowCount = 0;
 
-std::string Narrow(const char16_t* text) {
-    std::string out;
-    for (; text && *text; ++text) out += *text < 0x80 ? char(*text) : '?';
-    return out;
-}
-
 } // namespace
 
 std::span<const int> AudioDetectorRows() {
@@ -31,14 +25,8 @@ std::span<const int> AudioDetectorRows() {
 namespace audio {
 
 void BindDetector(const char16_t* extension, const char16_t* description, DetectFn fn) {
-    if (bindFormat(extension, description, FormatRoutines{nullptr, nullptr, fn, nullptr}) &&
-        gRowCount < kMaxAudioRows) {
-        gRows[gRowCount++] = findFormatRow(extension, description);
-        return;
-    }
-    std::fprintf(stderr, "vaxel: audio formats: cannot bind the detector of %s \"%s\"\n",
-                 Narrow(extension).c_str(), Narrow(description).c_str());
-    std::abort();
+    int row = BindDetectorOrDie("audio", extension, description, fn);
+    if (gRowCount < kMaxAudioRows) gRows[gRowCount++] = row;
 }
 
 int DetectHeaderless(const uint8_t*, uint32_t, size_t, uint64_t, int) {

@@ -7,24 +7,17 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "formats/detect_bind.h"
 #include "formats/probe.h"
 
 namespace vaxel::audio {
-
-// Same signature as the format table's DetectRoutine.
-using DetectFn = int (*)(const uint8_t* buffer, uint32_t param, size_t bufferBytes, uint64_t fileSize,
-                         int row);
 
 // Binds fn as the detect routine of the row with this extension and
 // description (exact text), and records the row for AudioDetectorRows(). A
 // refused bind is a programming error: it prints the row and aborts.
 void BindDetector(const char16_t* extension, const char16_t* description, DetectFn fn);
 
-// The detection scale of the format table.
-constexpr int kNo = 0;
-constexpr int kPlausible = 2; // lengths and value ranges only
-constexpr int kWeakMagic = 4; // a short or shared signature
-constexpr int kMagic = 6;     // a unique magic number at a fixed place
+using namespace detect; // the score scale
 
 // The routine of the headerless rows (raw PCM, G.711, headerless ADPCM and
 // speech codec streams): any file is plausible, so the extension decides.

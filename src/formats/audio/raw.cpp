@@ -10,7 +10,7 @@ namespace vaxel {
 
 void InstallRawFormats() {
     using audio::BindDetector;
-    constexpr audio::DetectFn any = &audio::DetectHeaderless;
+    constexpr DetectFn any = &audio::DetectHeaderless;
     BindDetector(u"alaw", u"G.711 A-law", any);
     BindDetector(u"alw", u"G.711 A-law", any);
     BindDetector(u"cdr", u"Audio CD raw data", any);

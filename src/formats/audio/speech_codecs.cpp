@@ -27,7 +27,7 @@ int DetectRawGsm(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t fileSiz
 
 void InstallSpeechCodecFormats() {
     using audio::BindDetector;
-    constexpr audio::DetectFn any = &audio::DetectHeaderless;
+    constexpr DetectFn any = &audio::DetectHeaderless;
     BindDetector(u"g721", u"G.721 ADPCM", any);
     BindDetector(u"g721-4", u"G.721 4-bit ADPCM", any);
     BindDetector(u"g722", u"G.726 ADPCM", any);

@@ -10,10 +10,7 @@
 namespace vaxel::instruments {
 
 void BindDetector(const char16_t* extension, const char16_t* description, DetectRoutine detect) {
-    if (bindFormat(extension, description, FormatRoutines{nullptr, nullptr, detect, nullptr})) return;
-    std::fprintf(stderr, "vaxel: instrument formats: cannot bind the detector of %s - %s\n",
-                 WideToUtf8(extension).c_str(), WideToUtf8(description).c_str());
-    std::abort();
+    BindDetectorOrDie("instrument", extension, description, detect);
 }
 
 bool IsRiffForm(const Bytes& b, const char* form) { return b.equals(0, "RIFF") && b.equals(8, form, 4); }

@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "fileio/format_table.h"
+#include "formats/detect_bind.h"
 #include "formats/probe.h"
 
 namespace vaxel::instruments {

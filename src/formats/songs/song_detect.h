@@ -6,23 +6,18 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "formats/detect_bind.h"
 #include "formats/probe.h"
 
 namespace vaxel::songs {
 
-// Same signature as the format table's DetectRoutine.
-using DetectFn = int (*)(const uint8_t* buffer, uint32_t param, size_t bufferBytes, uint64_t fileSize, int row);
 
 // Binds fn as the detect routine of the row with this extension and
 // description (exact text). A refused bind is a programming error: it prints
 // the row and aborts.
 void BindDetector(const char16_t* extension, const char16_t* description, DetectFn fn);
 
-// The detection scale of the format table.
-constexpr int kNo = 0;
-constexpr int kPlausible = 2;  // lengths and value ranges only
-constexpr int kWeakMagic = 4;  // a short or shared signature
-constexpr int kMagic = 6;      // a unique magic number at a fixed place
+using namespace detect; // the score scale
 
 // The n bytes at offset equal text with ASCII letters compared case-blind.
 inline bool EqualsNoCase(const probe::Bytes& b, size_t offset, const char* text, size_t n) {
