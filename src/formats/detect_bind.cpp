@@ -8,7 +8,8 @@
 
 namespace vaxel {
 
-int BindDetectorOrDie(const char* family, const char16_t* extension, const char16_t* description, DetectFn fn) {
+int BindDetectorOrDie(const char* family, const char16_t* extension, const char16_t* description,
+                      DetectFn fn) {
     if (bindFormat(extension, description, FormatRoutines{nullptr, nullptr, fn, nullptr}))
         return findFormatRow(extension, description);
     std::fprintf(stderr, "vaxel: %s formats: cannot bind the detector of %s \"%s\"\n", family,

@@ -8,7 +8,8 @@
 namespace vaxel {
 
 // Same signature as the format table's DetectRoutine.
-using DetectFn = int (*)(const uint8_t* buffer, uint32_t param, size_t bufferBytes, uint64_t fileSize, int row);
+using DetectFn = int (*)(const uint8_t* buffer, uint32_t param, size_t bufferBytes, uint64_t fileSize,
+                         int row);
 
 namespace detect {
 constexpr int kNo = 0;
@@ -21,6 +22,7 @@ constexpr int kMagic = 6;     // a unique magic number at a fixed place
 // description (exact text) and answers the row. A refused bind (a misspelt
 // row, or a row bound twice) is a programming error: it names the family and
 // the row on stderr and stops the program.
-int BindDetectorOrDie(const char* family, const char16_t* extension, const char16_t* description, DetectFn fn);
+int BindDetectorOrDie(const char* family, const char16_t* extension, const char16_t* description,
+                      DetectFn fn);
 
 } // namespace vaxel

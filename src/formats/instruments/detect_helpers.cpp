@@ -13,11 +13,15 @@ void BindDetector(const char16_t* extension, const char16_t* description, Detect
     BindDetectorOrDie("instrument", extension, description, detect);
 }
 
-bool IsRiffForm(const Bytes& b, const char* form) { return b.equals(0, "RIFF") && b.equals(8, form, 4); }
+bool IsRiffForm(const Bytes& b, const char* form) {
+    return b.equals(0, "RIFF") && b.equals(8, form, 4);
+}
 
 namespace {
 
-bool IsBlank(uint8_t c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+bool IsBlank(uint8_t c) {
+    return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+}
 
 // The offset just behind the first occurrence of text at or after from, or 0
 // when it does not occur before end.
@@ -55,7 +59,9 @@ bool XmlRootIs(const Bytes& b, const char* name, size_t window) {
     return false;
 }
 
-bool IsZip(const Bytes& b) { return b.equals(0, "PK\x03\x04"); }
+bool IsZip(const Bytes& b) {
+    return b.equals(0, "PK\x03\x04");
+}
 
 bool ZipHasEntry(const Bytes& b, bool (*match)(const char* name, size_t length)) {
     size_t p = 0;

@@ -14,7 +14,9 @@ namespace vaxel::instruments {
 
 using probe::Bytes;
 
-inline Bytes View(const uint8_t* buffer, size_t bytes) { return Bytes{buffer, buffer ? bytes : 0}; }
+inline Bytes View(const uint8_t* buffer, size_t bytes) {
+    return Bytes{buffer, buffer ? bytes : 0};
+}
 
 // Binds a detector to the row named by extension and description. A refused
 // bind is a programming error (a misspelt row, or a row bound twice): it is

@@ -11,7 +11,6 @@
 
 namespace vaxel::songs {
 
-
 // Binds fn as the detect routine of the row with this extension and
 // description (exact text). A refused bind is a programming error: it prints
 // the row and aborts.
