@@ -7,30 +7,6 @@
 
 namespace vaxel {
 
-// ---------------------------------------------------------------- Waveform
-
-Waveform::Waveform(Collection& c, uint32_t serial, const char16_t* name, int length)
-    : InfoItem(c, ItemType::Waveform, serial) {
-    setName(name, length);
-}
-
-Waveform::Waveform(Collection& c, uint32_t serial, const char* ansiName, int length)
-    : InfoItem(c, ItemType::Waveform, serial) {
-    setNameAnsi(ansiName, length);
-}
-
-Waveform::Waveform(Collection& c, const Waveform& s)
-    : InfoItem(c, s), frames(s.frames), sampleRate(s.sampleRate), bitsPerSample(s.bitsPerSample),
-      channels(s.channels), rootKey(s.rootKey), fineTune(s.fineTune), gain(s.gain), mainLoopId(s.mainLoopId),
-      preferredCoding(s.preferredCoding), sourceOffset(s.sourceOffset), markers(s.markers),
-      selectedMarkerId(s.selectedMarkerId) {}
-
-const LoopRecord* Waveform::findMarker(uint32_t markerId) const {
-    for (const LoopRecord& m : markers)
-        if (m.markerId == markerId) return &m;
-    return nullptr;
-}
-
 // ---------------------------------------------------------------- Instrument
 
 Instrument::Instrument(Collection& c, uint32_t serial, const char16_t* name, int length)
