@@ -8,8 +8,10 @@ packages=(
   cmake ninja-build g++ clang libclang-rt-14-dev ccache pkg-config
   # libraries
   zlib1g-dev libgtest-dev libgmock-dev libbenchmark-dev
+  # the peer of the decoding benchmark and the loop oracle of the tests
+  libsndfile1-dev
   # outside tools the tests use as oracles, and the benchmark's peer
-  sox libsox-fmt-all ffmpeg python3 python3-mido python3-numpy zip unzip file hyperfine gigtools
+  sox libsox-fmt-all ffmpeg python3 python3-mido python3-numpy python3-soundfile sndfile-programs zip unzip file hyperfine gigtools
 )
 
 missing=()
