@@ -19,8 +19,23 @@ struct LoadSettings {
     bool bEnsureUniqueNames = true;
 };
 
+struct AppSettings {
+    bool bAsyncWaveLoad = true; // load wave data in the background after an open
+};
+
+// Per-format options.
+struct FmtSettings {
+    struct {
+        // Don't save the default loop if it is "Off" and there is no
+        // alternate loop.
+        bool bNoLoopOff = true;
+    } wav;
+};
+
 struct Settings {
+    AppSettings app;
     LoadSettings load;
+    FmtSettings fmt;
 };
 
 Settings& GlobalSettings();
