@@ -20,4 +20,13 @@ StatusLine* SetStatusLine(StatusLine* line) {
     return old == &gSilent ? nullptr : old;
 }
 
+ProgressMeter::ProgressMeter(uint64_t total, bool enabled)
+    : total_(total), nextReport_(0), enabled_(enabled && total > 0) {}
+
+void ProgressMeter::step(uint64_t done) {
+    if (!enabled_ || done < nextReport_) return;
+    Status().progress(done >= total_ ? 1.0 : double(done) / double(total_));
+    nextReport_ = done + (total_ + 99) / 100;
+}
+
 } // namespace vaxel
