@@ -7,6 +7,7 @@
 
 #include "fileio/format_table.h"
 #include "formats/audio/audio_formats.h"
+#include "model/text.h"
 
 namespace vaxel {
 namespace {
@@ -27,6 +28,16 @@ namespace audio {
 void BindDetector(const char16_t* extension, const char16_t* description, DetectFn fn) {
     int row = BindDetectorOrDie("audio", extension, description, fn);
     if (gRowCount < kMaxAudioRows) gRows[gRowCount++] = row;
+}
+
+void BindRoutines(const char16_t* extension, const char16_t* description, const FormatRoutines& routines) {
+    if (!bindFormat(extension, description, routines)) {
+        std::fprintf(stderr, "vaxel: audio formats: cannot bind the routines of %s \"%s\"\n",
+                     WideToUtf8(extension).c_str(), WideToUtf8(description).c_str());
+        std::abort();
+    }
+    if (routines.detect && gRowCount < kMaxAudioRows)
+        gRows[gRowCount++] = findFormatRow(extension, description);
 }
 
 int DetectHeaderless(const uint8_t*, uint32_t, size_t, uint64_t, int) {

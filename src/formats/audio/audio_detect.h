@@ -10,12 +10,19 @@
 #include "formats/detect_bind.h"
 #include "formats/probe.h"
 
+namespace vaxel {
+struct FormatRoutines;
+}
+
 namespace vaxel::audio {
 
 // Binds fn as the detect routine of the row with this extension and
 // description (exact text), and records the row for AudioDetectorRows(). A
 // refused bind is a programming error: it prints the row and aborts.
 void BindDetector(const char16_t* extension, const char16_t* description, DetectFn fn);
+// The same for a row whose family also reads or writes it: one bind carries
+// all of the row's routines (a row can be bound only once).
+void BindRoutines(const char16_t* extension, const char16_t* description, const FormatRoutines& routines);
 
 using namespace detect; // the score scale
 
