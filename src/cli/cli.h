@@ -14,6 +14,9 @@ constexpr int kExitUsage = 2;
 
 int Formats(const Args& args);
 int Detect(const Args& args);
+int Info(const Args& args);
+int Convert(const Args& args);
+int Merge(const Args& args);
 
 // Writes text as a JSON string literal (with quotes).
 std::string JsonString(const std::string& utf8);

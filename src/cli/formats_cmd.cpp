@@ -11,11 +11,21 @@ std::string JsonString(const std::string& utf8) {
     std::string out = "\"";
     for (unsigned char c : utf8) {
         switch (c) {
-        case '"': out += "\\\""; break;
-        case '\\': out += "\\\\"; break;
-        case '\n': out += "\\n"; break;
-        case '\t': out += "\\t"; break;
-        case '\r': out += "\\r"; break;
+        case '"':
+            out += "\\\"";
+            break;
+        case '\\':
+            out += "\\\\";
+            break;
+        case '\n':
+            out += "\\n";
+            break;
+        case '\t':
+            out += "\\t";
+            break;
+        case '\r':
+            out += "\\r";
+            break;
         default:
             if (c < 0x20) {
                 char buf[8];
@@ -58,7 +68,8 @@ int Formats(const Args& args) {
     if (json)
         std::printf("]\n");
     else
-        std::printf("%d formats: %d with a reader, %d with a writer\n", formatCount, readerCount(), writerCount());
+        std::printf("%d formats: %d with a reader, %d with a writer\n", formatCount, readerCount(),
+                    writerCount());
     return kExitOk;
 }
 

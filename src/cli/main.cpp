@@ -16,6 +16,15 @@ const char kUsage[] =
     "Commands:\n"
     "  formats [--json]          list the rows of the format table\n"
     "  detect [--json] FILE...   name the format of each file with a confidence\n"
+    "  info [--json] FILE...     show what a file holds: items, rates, codings,\n"
+    "                            loops, markers and info texts\n"
+    "  convert IN OUT [--format EXT|ROW] [--coding NAME] [--channels auto|mono|stereo]\n"
+    "                            convert a file; OUT's extension picks the format\n"
+    "  merge A B... -o OUT [--format ...] [--coding ...] [--channels ...]\n"
+    "                            merge files into one collection and save it\n"
+    "\n"
+    "Codings: \"PCM 8-bit\", \"PCM 16-bit\", \"PCM 24-bit\", \"PCM 32-bit\", \"Float 32-bit\",\n"
+    "  \"Mu-law 8-bit\", \"A-law 8-bit\", ... as far as the output format holds them.\n"
     "\n"
     "Options:\n"
     "  -h, --help                show this help\n"
@@ -48,6 +57,9 @@ int main(int argc, char** argv) {
     vaxel::InstallFormats();
     if (command == "formats") return Formats(args);
     if (command == "detect") return Detect(args);
+    if (command == "info") return Info(args);
+    if (command == "convert") return Convert(args);
+    if (command == "merge") return Merge(args);
     std::fprintf(stderr, "vaxel: unknown command '%s'\n\n%s", command.c_str(), kUsage);
     return kExitUsage;
 }

@@ -200,6 +200,126 @@ int channelsForSave(int row, const CollectionItem& item) {
     return result;
 }
 
+int codingForSave(int row, const CollectionItem& item, std::u16string* label) {
+    const FormatEntry* e = formatRow(row);
+    int result = -1;
+    float rate = 0.0f;
+    if (e) {
+        std::vector<const Waveform*> waves;
+        CollectWaves(item, waves);
+        for (const Waveform* w : waves) {
+            float wanted = 0.0f;
+            int coding = ChooseCoding(*w, e->codingMask, &wanted, e->bitRateAt, e->param);
+            if (result >= 0 && coding != result) {
+                result = kMixedCoding;
+                break;
+            }
+            result = coding;
+            rate = wanted;
+        }
+    }
+    if (result < 0) result = kMixedCoding;
+    if (label) {
+        if (result == kMixedCoding) {
+            *label = u"Mixed";
+        } else if (result == kCompressed) {
+            *label = u"Compressed";
+            if (rate > 0.0f && e && e->bitRateAt) {
+                char16_t text[kBitRateLabelCapacity + 1] = {};
+                for (int i = 0;; ++i) {
+                    int listed = e->bitRateAt(i, e->param, nullptr);
+                    if (listed <= 0) break;
+                    if (listed == int(rate + 0.5f)) {
+                        e->bitRateAt(i, e->param, text);
+                        *label = text;
+                        break;
+                    }
+                }
+            }
+        } else {
+            *label = DataCodingName(result);
+        }
+    }
+    return result;
+}
+
+std::vector<SaveChoice> dataFormatChoices(int row, const CollectionItem& item) {
+    std::vector<SaveChoice> out;
+    const FormatEntry* e = formatRow(row);
+    if (!e) return out;
+    std::u16string automatic;
+    codingForSave(row, item, &automatic);
+    out.push_back({kAutoCoding, u"Auto <" + automatic + u">"});
+    for (int coding = 0; coding < kDataCodingCount; ++coding) {
+        if (!(e->codingMask & (1u << coding)) || !*DataCodingName(coding)) continue;
+        if (coding == kCompressed && e->bitRateAt) {
+            for (int i = 0;; ++i) {
+                char16_t text[kBitRateLabelCapacity + 1] = {};
+                if (e->bitRateAt(i, e->param, text) <= 0) break;
+                out.push_back({kFirstBitRateChoice + i, text});
+            }
+            continue;
+        }
+        out.push_back({coding, DataCodingName(coding)});
+    }
+    return out;
+}
+
+bool applyDataFormatChoice(int row, int position, WriteOptions& options) {
+    const FormatEntry* e = formatRow(row);
+    if (!e) return false;
+    if (options.codingMask == 0) options.codingMask = e->codingMask;
+    options.codingMask &= ~kMaskCodings;
+    if (position == kAutoCoding) {
+        options.codingMask |= e->codingMask & kMaskCodings;
+    } else if (position < kAutoCoding) {
+        if (!(e->codingMask & (1u << position))) return false;
+        options.codingMask |= 1u << position;
+    } else {
+        if (!e->bitRateAt) return false;
+        int rate = e->bitRateAt(position - kFirstBitRateChoice, e->param, nullptr);
+        if (rate <= 0) return false;
+        options.codingMask |= 1u << kCompressed;
+        options.bitRate = float(rate);
+    }
+    return true;
+}
+
+std::vector<SaveChoice> channelFormatChoices(int row, const CollectionItem& item) {
+    std::vector<SaveChoice> out;
+    const FormatEntry* e = formatRow(row);
+    if (!e) return out;
+    if (!(e->codingMask & (kMaskMono | kMaskStereo | kMaskDualMono))) {
+        out.push_back({0, u"N/A"});
+        return out;
+    }
+    const int channels = channelsForSave(row, item);
+    out.push_back({0, channels == 1 ? u"Auto <Mono>" : channels == 2 ? u"Auto <Stereo>" : u"Auto <Mixed>"});
+    if (e->codingMask & kMaskMono) out.push_back({1, u"Mono"});
+    if (e->codingMask & kMaskStereo) out.push_back({2, u"Stereo"});
+    return out;
+}
+
+bool applyChannelChoice(int row, int position, WriteOptions& options) {
+    const FormatEntry* e = formatRow(row);
+    if (!e) return false;
+    if (options.codingMask == 0) options.codingMask = e->codingMask;
+    const uint32_t channelBits = kMaskMono | kMaskStereo | kMaskDualMono;
+    options.codingMask &= ~channelBits;
+    switch (position) {
+    case 0: options.codingMask |= e->codingMask & channelBits; return true;
+    case 1:
+        if (!(e->codingMask & kMaskMono)) return false;
+        options.codingMask |= kMaskMono;
+        return true;
+    case 2:
+        if (!(e->codingMask & kMaskStereo)) return false;
+        options.codingMask |= kMaskStereo;
+        return true;
+    default: return false;
+    }
+}
+
 bool matchExtension(std::u16string_view pattern, std::u16string_view extension) {
     size_t f = 0;
     for (size_t p = 0; p < pattern.size(); ++p) {

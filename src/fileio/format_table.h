@@ -104,6 +104,30 @@ int findWriteRowByExtension(std::u16string_view extension, uint32_t itemMask);
 // models are saved as the Instrument made from them, a Song as its render.
 int channelsForSave(int row, const CollectionItem& item);
 
+// The DataCoding a save to this row gives the item's waves (kMixedCoding
+// when they differ), and its text for the save dialog: the coding's name,
+// "Mixed", or for a compressed coding the row's label of the chosen rate
+// ("Compressed" when none is known).
+constexpr int kMixedCoding = 20;
+int codingForSave(int row, const CollectionItem& item, std::u16string* label = nullptr);
+
+// The "Data format:" and "Channel format:" lists of the save dialog. Each
+// entry carries its position: a DataCoding below 20, kAutoCoding for the
+// row's own choice, kFirstBitRateChoice + i for the i-th listed bit rate;
+// channel positions are 0 auto, 1 mono, 2 stereo.
+struct SaveChoice {
+    int position;
+    std::u16string text;
+};
+constexpr int kAutoCoding = 20;
+constexpr int kFirstBitRateChoice = 21;
+std::vector<SaveChoice> dataFormatChoices(int row, const CollectionItem& item);
+std::vector<SaveChoice> channelFormatChoices(int row, const CollectionItem& item);
+// Puts a choice into the options' coding mask (starting from the row's mask
+// when it is 0); false when the row does not offer that position.
+bool applyDataFormatChoice(int row, int position, WriteOptions& options);
+bool applyChannelChoice(int row, int position, WriteOptions& options);
+
 // Matches a row's extension pattern against a file's extension, both folded
 // to lower case: '?' takes any one character (even the end), '*' matches all.
 bool matchExtension(std::u16string_view pattern, std::u16string_view extension);
