@@ -15,5 +15,14 @@ fi
 
 examples=build/examples/files
 build/examples/make_examples "$examples"
-echo "Vaxel Studio: the format of each example file" >&2
-exec build/src/vaxel detect "$examples"/*
+vaxel=build/src/vaxel
+
+echo "== vaxel detect: the format of each example file" >&2
+"$vaxel" detect "$examples"/*
+echo >&2
+echo "== vaxel info: a wave with loops, a played section, markers and info texts" >&2
+"$vaxel" info "$examples/pad-with-loops.wav"
+echo >&2
+echo "== vaxel convert: the same wave as 24-bit PCM, loops and markers kept" >&2
+"$vaxel" convert "$examples/pad-with-loops.wav" "$examples/pad-with-loops-24bit.wav" --coding "PCM 24-bit"
+"$vaxel" info "$examples/pad-with-loops-24bit.wav"

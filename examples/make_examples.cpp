@@ -10,6 +10,14 @@
 #include <string>
 #include <vector>
 
+#include "fileio/format_table.h"
+#include "fileio/open_save.h"
+#include "formats/install.h"
+#include "model/collection.h"
+#include "model/last_error.h"
+#include "model/property.h"
+#include "model/waveform.h"
+
 namespace {
 
 using Bytes = std::vector<uint8_t>;
@@ -122,6 +130,54 @@ bool Save(const std::filesystem::path& path, const Bytes& bytes) {
 
 } // namespace
 
+// A stereo pad with a sustain loop, a release loop, a played section and two
+// cue markers, written through the program's own model and WAV writer: the
+// example that `vaxel info` shows first.
+bool LoopedWave(const std::filesystem::path& path) {
+    using namespace vaxel;
+    Collection collection;
+    auto* wave = new Waveform(collection, kNewSerial, u"Warm pad C3");
+    wave->sampleRate = 44100;
+    wave->channels = 2;
+    wave->frames = 2 * 44100;
+    wave->bitsPerSample = 16;
+    wave->rootKey = 48;
+    wave->fineTune = -7;
+    float* data = wave->allocateSamples();
+    if (!data) return false;
+    const double f = 130.8128; // C3
+    for (uint32_t i = 0; i < wave->frames; ++i) {
+        const double t = double(i) / wave->sampleRate;
+        const double attack = t < 0.05 ? t / 0.05 : 1.0;
+        const double v = 0.4 * attack * (std::sin(2 * M_PI * f * t) + 0.3 * std::sin(2 * M_PI * 2.003 * f * t));
+        data[2 * i] = float(v);
+        data[2 * i + 1] = float(0.9 * v);
+    }
+    // Whole cycles of the fundamental, so the loops play without a click.
+    const uint32_t cycle = uint32_t(std::lround(44100 / f * 100)); // 100 cycles
+    LoopInfo sustain{1, 0, 22050.0f, float(22050 + cycle), 0.0f};
+    wave->addLoop(sustain, nullptr, true, false);
+    LoopInfo release{1, 0, float(22050 + cycle), float(22050 + 2 * cycle), 0.0f};
+    wave->addLoop(release, u"Release Loop", false, false);
+    if (LoopRecord* main = wave->mainLoop()) main->flags |= kLoopHasRelease;
+    wave->addSection(0, wave->frames - 1000, u"Play", true);
+    wave->addMarker(2205, u"Attack done");
+    wave->addMarker(66150, u"Fade point");
+    wave->setText(kInfoArtist, u"Vaxel Studio examples");
+    wave->setText(kInfoComments, u"A two-oscillator pad made by make_examples");
+    wave->setText(kInfoCopyright, u"Public domain");
+    collection.update(-1, false);
+
+    const int row = findWriteRowByExtension(u"wav", 1);
+    WriteOptions options;
+    options.codingMask = row >= 0 ? formatRow(row)->codingMask : 0;
+    if (row < 0 || !saveFile(wave, path, row, options, false)) {
+        std::fprintf(stderr, "make_examples: %s: %s\n", path.c_str(), LastErrorUtf8().c_str());
+        return false;
+    }
+    return true;
+}
+
 int main(int argc, char** argv) {
     if (argc != 2) {
         std::fprintf(stderr, "usage: make_examples <folder>\n");
@@ -130,8 +186,9 @@ int main(int argc, char** argv) {
     std::filesystem::path dir = argv[1];
     std::error_code ec;
     std::filesystem::create_directories(dir, ec);
+    vaxel::InstallFormats();
     std::string sfz = Sfz();
-    bool ok = Save(dir / "tone.wav", Wave()) && Save(dir / "tone.aif", Aiff()) && Save(dir / "arpeggio.mid", Midi()) &&
+    bool ok = LoopedWave(dir / "pad-with-loops.wav") && Save(dir / "tone.wav", Wave()) && Save(dir / "tone.aif", Aiff()) && Save(dir / "arpeggio.mid", Midi()) &&
               Save(dir / "tone.sfz", Bytes(sfz.begin(), sfz.end()));
     if (!ok) {
         std::fprintf(stderr, "make_examples: could not write into %s\n", dir.c_str());
