@@ -70,3 +70,88 @@ TEST(Cli, UsageVersionAndWrongCommands) {
 
 } // namespace
 } // namespace vaxel
+
+namespace vaxel {
+namespace {
+
+std::string VaxelProgram() { return test::Quote(test::CliPath().string()); }
+
+TEST(CliConvert, ChangesTheCodingAndKeepsTheLoops) {
+    test::RequireTool("sox");
+    test::TempDir dir;
+    const std::string in = (dir / "in.wav").string(), out = (dir / "out.wav").string();
+    ASSERT_EQ(test::Run("sox -n -r 11025 -b 16 -c 2 " + test::Quote(in) + " synth 0.5 sine 300"), 0);
+    // Put a loop in first, through the program itself: 16-bit to 16-bit.
+    std::string text;
+    ASSERT_EQ(test::Run(VaxelProgram() + " convert " + test::Quote(in) + " " + test::Quote(out) +
+                            " --coding \"PCM 24-bit\"",
+                        &text, true),
+              0)
+        << text;
+    // libsndfile sees a 24-bit file with the same frames.
+    ASSERT_EQ(test::Run("/usr/bin/python3 -c 'import soundfile,sys; i=soundfile.info(sys.argv[1]); "
+                        "print(i.subtype, i.frames, i.channels, i.samplerate)' " +
+                            test::Quote(out),
+                        &text),
+              0);
+    EXPECT_EQ(text, "PCM_24 5512 2 11025\n");
+
+    // vaxel info --json is read by an outside parser.
+    ASSERT_EQ(test::Run(VaxelProgram() + " info --json " + test::Quote(out) + " > " +
+                        test::Quote((dir / "i.json").string())),
+              0);
+    ASSERT_EQ(test::Run("/usr/bin/python3 -c 'import json,sys; f=json.load(open(sys.argv[1]))[0]; "
+                        "w=f[\"items\"][0]; print(f[\"extension\"], w[\"type\"], w[\"frames\"], w[\"coding\"], "
+                        "w[\"sampleRate\"])' " +
+                            test::Quote((dir / "i.json").string()),
+                        &text),
+              0);
+    EXPECT_EQ(text, "wav waveform 5512 PCM 24-bit 11025\n");
+}
+
+TEST(CliConvert, RefusesWhatTheTargetCannotHoldWithoutWritingIt) {
+    test::RequireTool("sox");
+    test::TempDir dir;
+    const std::string in = (dir / "in.wav").string();
+    ASSERT_EQ(test::Run("sox -n -r 8000 -b 16 -c 1 " + test::Quote(in) + " synth 0.1 sine 300"), 0);
+    std::string text;
+    EXPECT_EQ(test::Run(VaxelProgram() + " convert " + test::Quote(in) + " " +
+                            test::Quote((dir / "o.wav").string()) + " --coding \"PCM 13-bit\"",
+                        &text, true),
+              2);
+    EXPECT_NE(text.find("unknown coding 'PCM 13-bit'"), std::string::npos) << text;
+    EXPECT_EQ(test::Run(VaxelProgram() + " convert " + test::Quote(in) + " " +
+                            test::Quote((dir / "o.qqqz").string()),
+                        &text, true),
+              2);
+    EXPECT_NE(text.find("no format writes '.qqqz' files"), std::string::npos) << text;
+    EXPECT_EQ(test::Run(VaxelProgram() + " convert " + test::Quote((dir / "missing.wav").string()) + " " +
+                            test::Quote((dir / "o.wav").string()),
+                        &text, true),
+              1);
+    EXPECT_NE(text.find("Could not open file"), std::string::npos) << text;
+    EXPECT_FALSE(std::filesystem::exists(dir / "o.wav"));
+    EXPECT_FALSE(std::filesystem::exists(dir / "o.qqqz"));
+}
+
+TEST(CliMerge, PutsTheWavesOfSeveralFilesIntoOneSave) {
+    test::RequireTool("sox");
+    test::TempDir dir;
+    for (const char* name : {"a", "b"})
+        ASSERT_EQ(test::Run("sox -n -r 8000 -b 16 -c 1 " + test::Quote((dir / (std::string(name) + ".wav")).string()) +
+                            " synth 0.1 sine 300"),
+                  0);
+    // A wave format holds one wave: two come out as two files named after them.
+    std::string text;
+    ASSERT_EQ(test::Run(VaxelProgram() + " merge " + test::Quote((dir / "a.wav").string()) + " " +
+                            test::Quote((dir / "b.wav").string()) + " -o " +
+                            test::Quote((dir / "both.wav").string()),
+                        &text, true),
+              0)
+        << text;
+    EXPECT_TRUE(std::filesystem::exists(dir / "both - a.wav"));
+    EXPECT_TRUE(std::filesystem::exists(dir / "both - b.wav"));
+}
+
+} // namespace
+} // namespace vaxel
