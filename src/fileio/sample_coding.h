@@ -109,4 +109,11 @@ int ChannelsFor(int channels, uint32_t mask);
 // its samples can't be read or the conversion fails.
 Waveform* PrepareWave(CollectionItem& item, uint32_t mask, uint32_t sampleRate, bool& isTemporary);
 
+// The resampler PrepareWave uses for a change of rate: converts the wave's
+// samples to the rate at a quality (PrepareWave asks for 8) and sets its
+// sampleRate; false with LastError set on failure. The tools install it;
+// without one, a change of rate fails with a message saying so.
+using ResampleHook = bool (*)(Waveform& wave, uint32_t sampleRate, int quality);
+void SetResampleHook(ResampleHook hook);
+
 } // namespace vaxel
