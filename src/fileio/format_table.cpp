@@ -9,6 +9,7 @@
 
 #include "fileio/file_object.h"
 #include "fileio/format_rows.h"
+#include "fileio/generic_import.h"
 #include "fileio/sample_coding.h"
 #include "model/collection.h"
 #include "model/instrument.h"
@@ -26,7 +27,6 @@ constexpr size_t kDetectBytes = 32768;
 // every extension, so it scores 4 and another row wins only with 5 or more.
 int DetectUnrecognized(const uint8_t*, uint32_t, size_t, uint64_t, int) { return 2; }
 
-
 FormatEntry* Table() {
     static FormatEntry table[formatCount];
     static std::once_flag once;
@@ -37,6 +37,7 @@ FormatEntry* Table() {
                                    d.itemMask,  d.codingMask, d.param, nullptr};
         }
         table[0].detect = DetectUnrecognized;
+        table[0].read = ReadUnrecognized;
     });
     return table;
 }
