@@ -147,6 +147,7 @@ CollectionItem* Collection::create(ItemId id) {
 
 void Collection::clear() {
     if (items_.size() > 1) {
+        if (hooks().beforeClear) hooks().beforeClear(*this);
         for (ItemType t : {ItemType::Song, ItemType::Instrument, ItemType::Waveform}) {
             while (CollectionItem* item = first(t)) delete item;
         }

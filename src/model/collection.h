@@ -78,6 +78,9 @@ public:
         std::function<void(Collection&)> onLoadOptions;
         // Tells the view to rebuild after items were deleted.
         std::function<void(Collection&)> rebuildView;
+        // Before clear() (and so the destructor) deletes the items: the
+        // background loader lets go of this collection's waves.
+        std::function<void(Collection&)> beforeClear;
     };
     static UpdateHooks& hooks();
 

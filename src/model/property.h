@@ -29,6 +29,15 @@ enum InfoField : int {
 };
 constexpr int kInfoTextCount = 7; // 230..236 are texts, 237 the image
 
+// Precision classes of a descriptor: how a value is rounded when stored and
+// shown. Class 0 keeps whole numbers; the others round to their grain.
+enum PrecisionClass : uint8_t {
+    kPrecisionInteger = 0,
+    kPrecisionThousandths = 1,
+    kPrecisionHundredths = 2,
+    kPrecisionTenths = 3,
+};
+
 struct PropertyDescriptor {
     uint16_t number = 0xFFFF;
     uint8_t precision = 0;

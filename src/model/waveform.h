@@ -104,6 +104,27 @@ class Waveform : public InfoItem {
              const char16_t* name = nullptr);
     ~Waveform() override;
 
+    // Flat image: the wave's fields, the decode routine by its stable number,
+    // the floats when present, and the markers (loop flags ride in the high
+    // nibble of the loop type byte).
+    uint8_t* writeFlat(uint8_t* buffer) const override;
+    const uint8_t* readFlat(const uint8_t* buffer, const uint8_t* end) override;
+    size_t flatSize() const override;
+    void fixUp() override;
+
+    // Properties 223-229 (the selected marker) and 238-243 (the wave); other
+    // numbers go to the base.
+    bool isSet(int number) const override;
+    float getValue(int number) const override;
+    void setValue(int number, float value) override;
+    void clearValue(int number, float value) override;
+    float defaultValue(int number) const override;
+    const PropertyDescriptor& describe(int number) const override;
+    // Number 224 is the selected marker's name.
+    using InfoItem::setText;
+    void setText(int number, const char16_t* text, int length = -1) override;
+    const char16_t* text(int number) const override;
+
     // Sample access. lockSamples runs the deferred read when there is no block
     // yet; without a decode routine it gives zeros; null for a wave of no
     // frames, or when the read or the allocation fails.
@@ -116,8 +137,8 @@ class Waveform : public InfoItem {
     void releaseSamples();
     // Refers to the block of another wave (see the cpp for the marker merge).
     void shareSamples(const Waveform& from);
-    SampleBlock* samples() const { return samples_; }
-    bool hasSamples() const { return samples_ != nullptr; }
+    SampleBlock* samples() const { return samples_.load(std::memory_order_acquire); }
+    bool hasSamples() const { return samples() != nullptr; }
     // Takes a block the caller already made (one reference moves in).
     void adoptSamples(SampleBlock* block);
 
@@ -161,7 +182,9 @@ class Waveform : public InfoItem {
     bool scratchSeen = false;
 
   private:
-    SampleBlock* samples_ = nullptr;
+    // Atomic, because the background loader publishes a block that the user
+    // interface thread may look for at the same time.
+    std::atomic<SampleBlock*> samples_{nullptr};
 };
 
 // The next marker id of the process: 1 to 0x7FFFFF, then round again.
@@ -176,5 +199,17 @@ bool isImageFileName(std::u16string_view extension);
 // which the file layer installs (InstallWaveLoader).
 using DeferredRead = bool (*)(Waveform& wave, bool silent);
 void SetDeferredRead(DeferredRead read);
+
+// Called at the start of every Waveform's destruction, while the wave is
+// still whole; the background loader uses it to drop the wave from its queue
+// (and to wait if it is reading that very wave).
+using WaveDestroyHook = void (*)(Waveform& wave);
+void SetWaveDestroyHook(WaveDestroyHook hook);
+
+// Turns a reverse or alternating main loop into a forward one, for fixUp when
+// the feature mask drops those loop types. The wave tools provide it; until
+// they are installed, fixUp leaves such loops as they are.
+using ReverseLoopConversion = void (*)(Waveform& wave);
+void SetReverseLoopConversion(ReverseLoopConversion convert);
 
 } // namespace vaxel

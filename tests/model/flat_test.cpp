@@ -45,9 +45,10 @@ TEST(FlatBuffer, InfoItemLayoutAndRoundTrip) {
     EXPECT_EQ(b[30], 6);
     EXPECT_EQ(b[34], 'H');
     EXPECT_EQ(b[36], 'i');
-    // Size: base 28 + name (6 + 6) + artist (6 + 6) + image (6 + 3) + end mark 2.
-    EXPECT_EQ(b.size(), 28u + 12 + 12 + 9 + 2);
-    EXPECT_EQ(b[b.size() - 1], 0xFF);
+    // Info part: base 28 + name (6 + 6) + artist (6 + 6) + image (6 + 3) + end
+    // mark 2; then the wave's own 34 bytes (no samples, no markers).
+    EXPECT_EQ(b.size(), 28u + 12 + 12 + 9 + 2 + 34);
+    EXPECT_EQ(b[28 + 12 + 12 + 9 + 1], 0xFF);
 
     Collection d;
     auto* back = dynamic_cast<Waveform*>(d.create(w->id));
