@@ -8,14 +8,16 @@
 // the format tag at offset 20, where it falls when 'fmt ' is the first chunk;
 // for Wave-64 the 16-byte 'riff' GUID at 0 and the 'wave' GUID at 24. Other
 // RIFF forms (sfbk, DLS, RMID, AVI, CDDA) are never claimed here.
+#include "formats/audio/wav.h"
+#include "fileio/format_table.h"
 #include "formats/audio/audio_detect.h"
 #include "formats/audio/audio_formats.h"
+#include "formats/audio/wav_internal.h"
+#include "model/decode_ids.h"
+#include "model/waveform.h"
 
 namespace vaxel {
 namespace {
-
-constexpr char kW64Riff[] = "riff\x2E\x91\xCF\x11\xA5\xD6\x28\xDB\x04\xC1\x00\x00";
-constexpr char kW64Wave[] = "wave\xF3\xAC\xD3\x11\x8C\xD1\x00\xC0\x4F\x8E\xDB\x8A";
 
 bool IsWave(const probe::Bytes& b) {
     return audio::IsRiffForm(b, "WAVE");
@@ -51,19 +53,17 @@ int DetectRockwellWav(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, i
     return IsWave(b) && b.has(20, 2) && b.le16(20) == 768 ? audio::kMagic : audio::kNo;
 }
 
-int DetectWave64(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) {
-    probe::Bytes b{buffer, bytes};
-    return b.equals(0, kW64Riff, 16) && b.equals(24, kW64Wave, 16) ? audio::kMagic : audio::kNo;
-}
-
 } // namespace
 
 void InstallWavFormats() {
-    audio::BindDetector(u"bwf", u"Broadcast wave", &DetectBroadcastWav);
+    RegisterDecodeRoutine(decode_id::kWav, &WaveDecode);
+    RegisterDecodeRoutine(decode_id::kWave64, &wav::Wave64Decode);
+    audio::BindRoutines(u"bwf", u"Broadcast wave", {&ReadWav, nullptr, &DetectBroadcastWav, nullptr});
+    // The Rockwell ADPCM codec is not part of the program yet: detection only.
     audio::BindDetector(u"rif", u"Rockwell ADPCM (HotFax/Quicklink)", &DetectRockwellWav);
-    audio::BindDetector(u"w64", u"Wave-64", &DetectWave64);
-    audio::BindDetector(u"wav", u"Microsoft wave", &DetectWav);
-    audio::BindDetector(u"wav", u"Broadcast wave", &DetectBroadcastWav);
+    audio::BindRoutines(u"w64", u"Wave-64", {&ReadWave64, &WriteWave64, &DetectWave64, nullptr});
+    audio::BindRoutines(u"wav", u"Microsoft wave", {&ReadWav, &WriteWav, &DetectWav, nullptr});
+    audio::BindRoutines(u"wav", u"Broadcast wave", {&ReadWav, nullptr, &DetectBroadcastWav, nullptr});
 }
 
 } // namespace vaxel
