@@ -10,14 +10,11 @@
 // row's parameter holds the flags of the coding word (0x1000000 unsigned,
 // 0x2000000 big-endian), for reading and writing alike. The DVD, CD and
 // Covox rows are only recognised here.
-#include <limits>
-
-#include "fileio/file_object.h"
 #include "fileio/format_table.h"
+#include "fileio/generic_import.h"
 #include "fileio/sample_coding.h"
 #include "formats/audio/audio_detect.h"
 #include "formats/audio/audio_formats.h"
-#include "model/collection.h"
 #include "model/last_error.h"
 #include "model/waveform.h"
 
@@ -27,20 +24,7 @@ namespace {
 constexpr uint32_t kFlagBits = kCodingSplitStereo | kCodingUnsigned | kCodingSwapped;
 
 int ReadRaw(Collection& collection, FileObject& file, int dataCoding, uint32_t param) {
-    const uint64_t frames = file.Size() * 8 / uint64_t(DataCodingBits(dataCoding));
-    if (frames == 0) {
-        SetLastError("Zero length");
-        return 0;
-    }
-    if (frames > std::numeric_limits<uint32_t>::max()) {
-        SetLastError("The file is too large for one waveform");
-        return 0;
-    }
-    auto* wave = new Waveform(collection, kNewSerial, collection.name());
-    SetSampleFormat(*wave, dataCoding, param & kFlagBits);
-    wave->frames = uint32_t(frames);
-    wave->sourceOffset = 0;
-    return 1;
+    return ReadRawWhole(collection, file, dataCoding, param & kFlagBits);
 }
 
 int ReadPcm8(Collection& c, FileObject& f, uint32_t param) {
