@@ -2,6 +2,7 @@
 // RIFF WAVE, RF64 and Wave-64: the readers and writers of one Waveform, for
 // the format table and for the instrument formats that embed or refer to
 // WAV files (DLS, SFZ and the sampler formats whose waves are WAV).
+#include <cstddef>
 #include <cstdint>
 
 namespace vaxel {
