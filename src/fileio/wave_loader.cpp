@@ -50,7 +50,7 @@ struct QueueEntry {
 
 struct Loader {
     // Guards queue and current.
-    std::timed_mutex queueMutex;
+    std::mutex queueMutex;
     std::vector<QueueEntry> queue;
     Waveform* current = nullptr; // the wave the thread is reading
     std::atomic<size_t> queued{0};
@@ -125,13 +125,24 @@ void SetDenormalsToZero() {
 #endif
 }
 
+// A lock whose wait is limited. Polled, because the timed lock of the C++
+// library goes by a system call that thread checkers don't follow.
+bool LockWithin(std::mutex& mutex, std::chrono::milliseconds limit) {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (!mutex.try_lock()) {
+        if (std::chrono::steady_clock::now() >= deadline) return false;
+        std::this_thread::sleep_for(std::chrono::microseconds(200));
+    }
+    return true;
+}
+
 void RunLoader() {
     Loader& l = TheLoader();
     l.threadId = std::this_thread::get_id();
     SetDenormalsToZero();
     while (!l.abort.load()) {
         Waveform* wave = nullptr;
-        if (!l.queueMutex.try_lock_for(kQueueWait)) break;
+        if (!LockWithin(l.queueMutex, kQueueWait)) break;
         if (!l.queue.empty()) {
             wave = l.queue.back().wave;
             l.queue.pop_back();
