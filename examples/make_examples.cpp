@@ -154,7 +154,7 @@ bool LoopedWave(const std::filesystem::path& path) {
         data[2 * i + 1] = float(0.9 * v);
     }
     // Whole cycles of the fundamental, so the loops play without a click.
-    const uint32_t cycle = uint32_t(std::lround(44100 / f * 100)); // 100 cycles
+    const uint32_t cycle = uint32_t(std::lround(44100 / f * 20)); // 20 cycles
     LoopInfo sustain{1, 0, 22050.0f, float(22050 + cycle), 0.0f};
     wave->addLoop(sustain, nullptr, true, false);
     LoopInfo release{1, 0, float(22050 + cycle), float(22050 + 2 * cycle), 0.0f};

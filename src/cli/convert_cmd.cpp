@@ -213,6 +213,14 @@ bool ParseSaveOptions(const Args& args, SaveRequest& request, Args& positional, 
 
 } // namespace
 
+// Opening a file makes its folder the current one, so that formats find the
+// files it refers to; paths from the command line are made absolute first.
+std::string Absolute(const std::string& path) {
+    std::error_code ec;
+    fs::path absolute = fs::absolute(path, ec);
+    return ec ? path : absolute.string();
+}
+
 int Convert(const Args& args) {
     SaveRequest request;
     Args files;
@@ -225,6 +233,7 @@ int Convert(const Args& args) {
         std::fprintf(stderr, "vaxel convert: give one input and one output file\n");
         return kExitUsage;
     }
+    request.output = Absolute(request.output);
     StatusScope status;
     Collection collection;
     if (!openFile(collection, files[0], true)) {
@@ -242,6 +251,8 @@ int Merge(const Args& args) {
         std::fprintf(stderr, "vaxel merge: give the input files and -o OUTPUT\n");
         return kExitUsage;
     }
+    request.output = Absolute(request.output);
+    for (std::string& file : files) file = Absolute(file);
     StatusScope status;
     Collection collection;
     for (size_t i = 0; i < files.size(); ++i) {

@@ -69,12 +69,12 @@ bool IsSaving() {
 
 // ---------------------------------------------------------------- open
 
-int openFile(Collection& collection, const fs::path& path, bool force) {
-    // Formats that refer to other files find them relative to this one.
-    if (path.has_parent_path()) {
-        std::error_code ec;
-        fs::current_path(fs::absolute(path, ec).parent_path(), ec);
-    }
+int openFile(Collection& collection, const fs::path& given, bool force) {
+    // Formats that refer to other files find them relative to this one. The
+    // path is made absolute first: it may be relative to the old folder.
+    std::error_code ec;
+    const fs::path path = fs::absolute(given, ec);
+    if (!ec) fs::current_path(path.parent_path(), ec);
 
     FileObject file;
     if (!file.Open(path, FileObject::kRead)) {
@@ -103,7 +103,7 @@ int openFile(Collection& collection, const fs::path& path, bool force) {
     }
 
     collection.clear();
-    collection.setText(kInfoSourceFile, PathText(fs::absolute(path)));
+    collection.setText(kInfoSourceFile, PathText(path));
     collection.sourceFormat = row;
     collection.setName(Utf8ToWide(path.stem().string()).c_str());
 
