@@ -245,8 +245,11 @@ bool Walk(FileObject& file, Waveform& wave, WalkState& st) {
     const bool rf64 = form == FourCC("RF64");
     const uint32_t riffLength = Le32(head + 4);
     ChunkReader walker(file, false, true, true);
-    // A streaming writer leaves 0 or all ones; RF64's ds64 gives the size.
-    if (riffLength < 4 || riffLength == 0xFFFFFFFFu) walker.SetEnd(~uint64_t(0));
+    // A writer that streams, or that was never closed, leaves 0, all ones or
+    // a length too short for any wave; the file's own size counts then
+    // (RF64's ds64 gives the true size).
+    const bool unclosed = riffLength < 4 + 24 + 8 || riffLength == 0xFFFFFFFFu;
+    if (unclosed) walker.SetEnd(~uint64_t(0));
 
     while (walker.NextChunk()) {
         const uint32_t id = walker.chunkId();
@@ -284,7 +287,7 @@ bool Walk(FileObject& file, Waveform& wave, WalkState& st) {
             uint32_t stored = file.ReadAt(chunkPos - 4, raw, 4) == 4 ? Le32(raw) : 0;
             if (stored == 0xFFFFFFFFu)
                 walker.SetChunkSize(st.haveDs64 ? st.ds64Data : ~uint64_t(0));
-            else if (stored == 0 && (riffLength < 4 || riffLength == 0xFFFFFFFFu))
+            else if (stored == 0 && unclosed)
                 walker.SetChunkSize(~uint64_t(0)); // streamed: the data runs to the end
             st.haveData = true;
             st.dataOffset = chunkPos;
