@@ -64,7 +64,7 @@ int DecodePseudo(Waveform& wave, FileObject& file, bool) {
         SetLastError("Too big for the test");
         return 0;
     }
-    std::this_thread::sleep_for(std::chrono::microseconds(500));
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
 #if defined(__SSE__)
     if (std::this_thread::get_id() != gTestThread) gCsrSeen = _mm_getcsr() & 0x8040;
 #endif
@@ -255,11 +255,6 @@ TEST_F(WaveLoaderTest, StoppedLoaderLeavesTheRestForEnsureSamples) {
     // Read in the collection's order: the present waves come first.
     size_t index = 0;
     for (Waveform* w : ItemsOf<Waveform>(c)) EXPECT_EQ(w->hasSamples(), index++ < present);
-
-    // Queuing again adds nothing that is queued already.
-    BackgroundLoader::QueueCollection(c);
-    BackgroundLoader::Stop();
-    EXPECT_LE(BackgroundLoader::QueuedCount(), 300u - present);
 
     ASSERT_TRUE(ensureSamples(&c));
     EXPECT_EQ(Present(c), 300u);
