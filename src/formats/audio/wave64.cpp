@@ -7,6 +7,9 @@
 // are the four id characters followed by F3 AC D3 11 8C D1 00 C0 4F 8E DB 8A;
 // 'riff' and 'list' end in the older 91 CF 11 A5 D6 28 DB 04 C1 00 00 tail.
 // A 'list' body holds a form type and RIFF chunks, as the RIFF 'LIST' does.
+// The writer puts every chunk ahead of 'data' and doesn't pad the data at the
+// end of the file, as libsndfile does: its reader takes the data of a
+// Wave-64 file to run to the end of the file.
 #include <algorithm>
 #include <cstring>
 #include <string>
@@ -185,7 +188,7 @@ int WriteWave64(CollectionItem& item, FileObject& file, const WriteOptions& opti
     }
     const uint64_t dataBytes = uint64_t(wave.frames) * wave.channels * EncodedWidth(coding);
 
-    std::vector<uint8_t> ahead, behind;
+    std::vector<uint8_t> ahead;
     AppendChunk64(ahead, WaveGuid("fmt ").data(), BuildFormat(coding, wave.channels, wave.sampleRate, false));
     if (coding != kPcm8 && coding != kPcm16 && coding != kPcm24 && coding != kPcm32) {
         std::vector<uint8_t> fact;
@@ -195,7 +198,7 @@ int WriteWave64(CollectionItem& item, FileObject& file, const WriteOptions& opti
     std::vector<uint32_t> loops = LoopsForSmpl(wave, nullptr);
     std::vector<uint32_t> cueIds;
     for (size_t i = 0; i < loops.size(); ++i) cueIds.push_back(uint32_t(i + 1));
-    AppendChunk64(behind, WaveGuid("smpl").data(), BuildSmpl(wave, loops, cueIds));
+    AppendChunk64(ahead, WaveGuid("smpl").data(), BuildSmpl(wave, loops, cueIds));
     MemChunkWriter info(false, true, 256);
     if (!AddInfoChunks(info, source, true)) {
         SetLastError("Out of memory");
@@ -204,10 +207,9 @@ int WriteWave64(CollectionItem& item, FileObject& file, const WriteOptions& opti
     std::vector<uint8_t> list;
     Append32(list, FourCC("INFO"));
     list.insert(list.end(), info.bytes().begin(), info.bytes().end());
-    AppendChunk64(behind, kList, list);
+    AppendChunk64(ahead, kList, list);
 
-    const uint64_t pad = (8 - dataBytes % 8) % 8;
-    const uint64_t total = 40 + ahead.size() + 24 + dataBytes + pad + behind.size();
+    const uint64_t total = 40 + ahead.size() + 24 + dataBytes;
     std::vector<uint8_t> head(kRiff, kRiff + 16);
     Append64(head, total);
     AppendWaveGuid(head, "wave");
@@ -218,12 +220,7 @@ int WriteWave64(CollectionItem& item, FileObject& file, const WriteOptions& opti
         SetLastError("Writing to file failed");
         return 0;
     }
-    if (!WriteSamples(file, wave, coding, dataBytes, 8, 0)) return 0;
-    if (!file.Write(behind.data(), behind.size())) {
-        SetLastError("Writing to file failed");
-        return 0;
-    }
-    return 1;
+    return WriteSamples(file, wave, coding, dataBytes, 1, 0) ? 1 : 0;
 }
 
 } // namespace vaxel
