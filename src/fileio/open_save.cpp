@@ -660,8 +660,9 @@ int saveAll(Collection& collection, const fs::path& folder, int row, std::u16str
                 break;
             }
         } else {
-            path = Utf8ToWide(folder.string());
-            AppendFileName(path, SaveAllFileName(scheme, baseName, number, *item, row), true, false);
+            // The name is safe already; a second pass would take its
+            // extension for part of the name and drop it.
+            path = Utf8ToWide((folder / "").string()) + SaveAllFileName(scheme, baseName, number, *item, row);
             std::error_code ec;
             if (fs::exists(fs::path(WideToUtf8(path)), ec)) {
                 CollisionAnswer answer = kSkipThis;
