@@ -479,8 +479,11 @@ void Waveform::fixUp() {
     if (fineTune < -100) fineTune = -100;
     if (fineTune > 100) fineTune = 100;
     {
+        // Written only when it changes: the background loader may be reading
+        // this wave, and an unchanged field must not count as a write.
         double g = std::isnan(gain) ? 0.0 : RoundAway(double(gain) * 100.0) / 100.0;
-        gain = float(g < -96.0 ? -96.0 : g > 96.0 ? 96.0 : g);
+        const float clamped = float(g < -96.0 ? -96.0 : g > 96.0 ? 96.0 : g);
+        if (clamped != gain) gain = clamped;
     }
     if (!HasFeature(kFeatureLoopPitch))
         for (LoopRecord& m : markers)
