@@ -9,7 +9,9 @@ namespace {
 
 using test::Quote;
 
-std::string Vaxel() { return Quote(test::CliPath().string()); }
+std::string Vaxel() {
+    return Quote(test::CliPath().string());
+}
 
 TEST(Cli, FormatsListsEveryRowAndItsCounts) {
     std::string out;
@@ -27,9 +29,10 @@ TEST(Cli, FormatsJsonIsValidForAnOutsideParser) {
     std::string out;
     // Parsed by Python's json module, not by us.
     ASSERT_EQ(test::Run("/usr/bin/python3 -c 'import json,sys; rows=json.load(open(sys.argv[1])); "
-                  "print(len(rows), rows[0][\"extension\"], rows[246][\"description\"], rows[495][\"codingMask\"])' " +
-                      Quote((dir / "f.json").string()),
-                  &out),
+                        "print(len(rows), rows[0][\"extension\"], rows[246][\"description\"], "
+                        "rows[495][\"codingMask\"])' " +
+                            Quote((dir / "f.json").string()),
+                        &out),
               0);
     EXPECT_EQ(out, "559 * Standard MIDI file (SMF) 3309429\n");
 }
@@ -40,8 +43,8 @@ TEST(Cli, DetectReportsFailuresInTheirWordsAndGoesOn) {
     test::WriteFile(dir / "text.qqq", std::string("hello"));
     std::string out;
     int status = test::Run(Vaxel() + " detect " + Quote((dir / "empty.wav").string()) + " " +
-                         Quote((dir / "nope.wav").string()) + " " + Quote((dir / "text.qqq").string()),
-                     &out, true);
+                               Quote((dir / "nope.wav").string()) + " " + Quote((dir / "text.qqq").string()),
+                           &out, true);
     EXPECT_EQ(status, 1);
     EXPECT_NE(out.find("empty.wav: File is of zero size"), std::string::npos) << out;
     EXPECT_NE(out.find("nope.wav: Could not open file"), std::string::npos) << out;
@@ -74,21 +77,38 @@ TEST(Cli, UsageVersionAndWrongCommands) {
 namespace vaxel {
 namespace {
 
-std::string VaxelProgram() { return test::Quote(test::CliPath().string()); }
+std::string VaxelProgram() {
+    return test::Quote(test::CliPath().string());
+}
 
 TEST(CliConvert, ChangesTheCodingAndKeepsTheLoops) {
-    test::RequireTool("sox");
     test::TempDir dir;
     const std::string in = (dir / "in.wav").string(), out = (dir / "out.wav").string();
-    ASSERT_EQ(test::Run("sox -n -r 11025 -b 16 -c 2 " + test::Quote(in) + " synth 0.5 sine 300"), 0);
-    // Put a loop in first, through the program itself: 16-bit to 16-bit.
+    // A 16-bit stereo WAV with a sampler loop (100..1099, inclusive in the
+    // file) and a labelled cue point, its bytes laid out by Python.
+    test::WriteFile(dir / "make.py", std::string(R"(
+import math, struct, sys
+frames = 5512
+data = b"".join(struct.pack("<hh", int(8000 * math.sin(i / 7)), int(-8000 * math.sin(i / 7))) for i in range(frames))
+fmt = struct.pack("<HHIIHH", 1, 2, 11025, 11025 * 4, 4, 16)
+smpl = struct.pack("<9I", 0, 0, 90703, 57, 0, 0, 0, 1, 0) + struct.pack("<6I", 1, 0, 100, 1099, 0, 0)
+cue = struct.pack("<I", 1) + struct.pack("<II4sIII", 7, 3000, b"data", 0, 0, 3000)
+labl = b"labl" + struct.pack("<I", 10) + struct.pack("<I", 7) + b"Hit" + bytes(3)
+adtl = b"adtl" + labl
+def chunk(i, b): return i + struct.pack("<I", len(b)) + b + bytes(len(b) % 2)
+body = b"WAVE" + chunk(b"fmt ", fmt) + chunk(b"data", data) + chunk(b"smpl", smpl) + chunk(b"cue ", cue) + chunk(b"LIST", adtl)
+open(sys.argv[1], "wb").write(b"RIFF" + struct.pack("<I", len(body)) + body)
+)"));
+    ASSERT_EQ(
+        test::Run("/usr/bin/python3 " + test::Quote((dir / "make.py").string()) + " " + test::Quote(in)), 0);
     std::string text;
     ASSERT_EQ(test::Run(VaxelProgram() + " convert " + test::Quote(in) + " " + test::Quote(out) +
                             " --coding \"PCM 24-bit\"",
                         &text, true),
               0)
         << text;
-    // libsndfile sees a 24-bit file with the same frames.
+    // libsndfile sees a 24-bit file with the same frames and the loop.
+    text.clear();
     ASSERT_EQ(test::Run("/usr/bin/python3 -c 'import soundfile,sys; i=soundfile.info(sys.argv[1]); "
                         "print(i.subtype, i.frames, i.channels, i.samplerate)' " +
                             test::Quote(out),
@@ -96,17 +116,24 @@ TEST(CliConvert, ChangesTheCodingAndKeepsTheLoops) {
               0);
     EXPECT_EQ(text, "PCM_24 5512 2 11025\n");
 
-    // vaxel info --json is read by an outside parser.
+    // vaxel info --json, read by an outside parser: coding, root key, the
+    // loop (end exclusive in the model) and the marker with its label.
     ASSERT_EQ(test::Run(VaxelProgram() + " info --json " + test::Quote(out) + " > " +
                         test::Quote((dir / "i.json").string())),
               0);
-    ASSERT_EQ(test::Run("/usr/bin/python3 -c 'import json,sys; f=json.load(open(sys.argv[1]))[0]; "
-                        "w=f[\"items\"][0]; print(f[\"extension\"], w[\"type\"], w[\"frames\"], w[\"coding\"], "
-                        "w[\"sampleRate\"])' " +
-                            test::Quote((dir / "i.json").string()),
-                        &text),
-              0);
-    EXPECT_EQ(text, "wav waveform 5512 PCM 24-bit 11025\n");
+    text.clear();
+    ASSERT_EQ(
+        test::Run(
+            "/usr/bin/python3 -c 'import json,sys; f=json.load(open(sys.argv[1]))[0]; "
+            "w=f[\"items\"][0]; print(f[\"extension\"], w[\"type\"], w[\"frames\"], w[\"coding\"], "
+            "w[\"sampleRate\"], w[\"rootKey\"]); "
+            "[print(m[\"kind\"], m[\"name\"], m[\"start\"], m.get(\"end\")) for m in w[\"markers\"]]' " +
+                test::Quote((dir / "i.json").string()),
+            &text),
+        0);
+    EXPECT_EQ(text, "wav waveform 5512 PCM 24-bit 11025 57\n"
+                    "loop Main Loop 100 1100\n"
+                    "marker Hit 3000 None\n");
 }
 
 TEST(CliConvert, RefusesWhatTheTargetCannotHoldWithoutWritingIt) {
@@ -138,7 +165,8 @@ TEST(CliMerge, PutsTheWavesOfSeveralFilesIntoOneSave) {
     test::RequireTool("sox");
     test::TempDir dir;
     for (const char* name : {"a", "b"})
-        ASSERT_EQ(test::Run("sox -n -r 8000 -b 16 -c 1 " + test::Quote((dir / (std::string(name) + ".wav")).string()) +
+        ASSERT_EQ(test::Run("sox -n -r 8000 -b 16 -c 1 " +
+                            test::Quote((dir / (std::string(name) + ".wav")).string()) +
                             " synth 0.1 sine 300"),
                   0);
     // A wave format holds one wave: two come out as two files named after them.
