@@ -340,6 +340,7 @@ void DecodeInPlace32(void* data, size_t count, int dataCoding, uint32_t flags) {
 
 void DecodeRun(const uint8_t* raw, size_t count, int dataCoding, uint32_t flags, float* out,
                StreamState& state) {
+    if (count == 0) return; // the pointers may be null then
     const bool isUnsigned = flags & kCodingUnsigned;
     switch (dataCoding) {
     case kPcm8:
@@ -385,6 +386,7 @@ void DecodeRun(const uint8_t* raw, size_t count, int dataCoding, uint32_t flags,
 
 void EncodeRun(const float* in, size_t count, int dataCoding, uint32_t flags, uint8_t* out,
                StreamState& state) {
+    if (count == 0) return;
     const bool isUnsigned = flags & kCodingUnsigned;
     switch (dataCoding) {
     case kPcm8:
