@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <tuple>
 #include <vector>
 
 #include "model/collection.h"
@@ -335,29 +336,20 @@ TEST_F(WaveformTest, FlatImageRoundTrip) {
     Collection d;
     auto* back = static_cast<Waveform*>(d.create(w->id));
     ASSERT_EQ(back->readFlat(image.data(), image.data() + image.size()), image.data() + image.size());
-    EXPECT_EQ(back->frames, 3u);
-    EXPECT_EQ(back->channels, 2);
-    EXPECT_EQ(back->sampleRate, 32000u);
-    EXPECT_EQ(back->bitsPerSample, 24);
-    EXPECT_EQ(back->rootKey, 48);
-    EXPECT_EQ(back->fineTune, -7);
-    EXPECT_EQ(back->gain, -3.5f);
-    EXPECT_EQ(back->preferredCoding, 2);
-    EXPECT_EQ(back->sourceOffset, 0x123456789ull);
-    EXPECT_EQ(back->decodeRoutine, w->decodeRoutine);
-    EXPECT_EQ(back->mainLoopId, loop);
+    auto fields = [](const Waveform& x) {
+        return std::make_tuple(x.frames, x.channels, x.sampleRate, x.bitsPerSample, x.rootKey, x.fineTune,
+                               x.gain, x.preferredCoding, x.sourceOffset, x.decodeRoutine, x.mainLoopId);
+    };
+    EXPECT_EQ(fields(*back), fields(*w));
     ASSERT_TRUE(back->hasSamples());
     EXPECT_EQ(std::memcmp(back->samples()->data, data, 6 * sizeof(float)), 0);
+    auto markerFields = [](const LoopRecord& m) {
+        return std::make_tuple(m.kind, m.start, m.startFraction, m.end, m.endFraction, m.name, m.loopType,
+                               m.loopCount, m.pitch, m.markerId, m.flags);
+    };
     ASSERT_EQ(back->markers.size(), 2u);
-    const LoopRecord* m = back->findMarker(loop);
-    ASSERT_NE(m, nullptr);
-    EXPECT_EQ(m->loopType, 3);
-    EXPECT_EQ(m->flags, kLoopHasRelease | kLoopHold);
-    EXPECT_EQ(m->loopCount, 4);
-    EXPECT_EQ(m->startFraction, 25);
-    EXPECT_EQ(m->endFraction, 50);
-    EXPECT_EQ(m->pitch, -50);
-    EXPECT_EQ(back->markers[1].name, u"Cue \u00e9");
+    for (size_t i = 0; i < 2; ++i)
+        EXPECT_EQ(markerFields(back->markers[i]), markerFields(w->markers[i])) << i;
 
     // Every cut-short image is refused, never read past its end.
     for (size_t n = 0; n < image.size(); ++n) {
@@ -372,7 +364,8 @@ TEST_F(WaveformTest, FlatImageRoundTrip) {
     w->decodeRoutine = [](Waveform&, FileObject&, bool) { return 0; };
     std::vector<uint8_t> bare(w->flatSize());
     w->writeFlat(bare.data());
-    auto* again = static_cast<Waveform*>(d.create(w->id));
+    Collection f;
+    auto* again = static_cast<Waveform*>(f.create(w->id));
     ASSERT_NE(again->readFlat(bare.data(), bare.data() + bare.size()), nullptr);
     EXPECT_FALSE(again->hasSamples());
     EXPECT_EQ(again->decodeRoutine, nullptr);
