@@ -13,9 +13,9 @@
 #include "fileio/sample_coding.h"
 #include "model/collection.h"
 #include "model/instrument.h"
-#include "model/waveform.h"
 #include "model/last_error.h"
 #include "model/text.h"
+#include "model/waveform.h"
 
 namespace vaxel {
 
@@ -25,7 +25,9 @@ constexpr size_t kDetectBytes = 32768;
 
 // Row 0 takes any file: it answers 2 for everything and its pattern matches
 // every extension, so it scores 4 and another row wins only with 5 or more.
-int DetectUnrecognized(const uint8_t*, uint32_t, size_t, uint64_t, int) { return 2; }
+int DetectUnrecognized(const uint8_t*, uint32_t, size_t, uint64_t, int) {
+    return 2;
+}
 
 FormatEntry* Table() {
     static FormatEntry table[formatCount];
@@ -33,7 +35,7 @@ FormatEntry* Table() {
     std::call_once(once, [] {
         for (int i = 0; i < formatCount; ++i) {
             const FormatRowData& d = kFormatRowData[i];
-            table[i] = FormatEntry{d.extension, nullptr, nullptr,    nullptr, d.description,
+            table[i] = FormatEntry{d.extension, nullptr,      nullptr, nullptr, d.description,
                                    d.itemMask,  d.codingMask, d.param, nullptr};
         }
         table[0].detect = DetectUnrecognized;
@@ -42,15 +44,23 @@ FormatEntry* Table() {
     return table;
 }
 
-bool ValidRow(int row) { return row >= 0 && row < formatCount; }
+bool ValidRow(int row) {
+    return row >= 0 && row < formatCount;
+}
 
-char16_t Lower(char16_t c) { return FoldCase(c); }
+char16_t Lower(char16_t c) {
+    return FoldCase(c);
+}
 
-bool SameExtensionIgnoreCase(std::u16string_view a, std::u16string_view b) { return EqualsIgnoreCase(a, b); }
+bool SameExtensionIgnoreCase(std::u16string_view a, std::u16string_view b) {
+    return EqualsIgnoreCase(a, b);
+}
 
 } // namespace
 
-const FormatEntry* formatRow(int row) { return ValidRow(row) ? &Table()[row] : nullptr; }
+const FormatEntry* formatRow(int row) {
+    return ValidRow(row) ? &Table()[row] : nullptr;
+}
 
 int findFormatRow(const char16_t* extension, const char16_t* description) {
     if (!extension || !description) return -1;
@@ -65,7 +75,8 @@ int findFormatRow(const char16_t* extension, const char16_t* description) {
 bool bindFormat(const char16_t* extension, const char16_t* description, const FormatRoutines& r) {
     int row = findFormatRow(extension, description);
     auto complain = [&](const char* why) {
-        std::fprintf(stderr, "vaxel: format binding %s/%s: %s\n", WideToUtf8(extension ? extension : u"").c_str(),
+        std::fprintf(stderr, "vaxel: format binding %s/%s: %s\n",
+                     WideToUtf8(extension ? extension : u"").c_str(),
                      WideToUtf8(description ? description : u"").c_str(), why);
         return false;
     };
@@ -93,7 +104,9 @@ int writerCount() {
     return int(std::count_if(t, t + formatCount, [](const FormatEntry& e) { return e.write != nullptr; }));
 }
 
-std::u16string extensionOf(int row) { return ValidRow(row) ? std::u16string(Table()[row].extension) : u""; }
+std::u16string extensionOf(int row) {
+    return ValidRow(row) ? std::u16string(Table()[row].extension) : u"";
+}
 
 std::u16string descriptionOf(int row) {
     return ValidRow(row) ? std::u16string(Table()[row].description) : u"<none>";
@@ -140,8 +153,12 @@ bool NextRow(int& row, RowInfo* info, bool writers) {
 }
 } // namespace
 
-bool nextReadRow(int& row, RowInfo* info) { return NextRow(row, info, false); }
-bool nextWriteRow(int& row, RowInfo* info) { return NextRow(row, info, true); }
+bool nextReadRow(int& row, RowInfo* info) {
+    return NextRow(row, info, false);
+}
+bool nextWriteRow(int& row, RowInfo* info) {
+    return NextRow(row, info, true);
+}
 
 int findWriteRowByExtension(std::u16string_view extension, uint32_t itemMask) {
     if (!extension.empty() && extension.front() == u'.') extension.remove_prefix(1);
@@ -166,7 +183,9 @@ namespace {
 void CollectWaves(const CollectionItem& item, std::vector<const Waveform*>& out) {
     const Collection& c = item.collection();
     switch (item.type()) {
-    case ItemType::Waveform: out.push_back(static_cast<const Waveform*>(&item)); break;
+    case ItemType::Waveform:
+        out.push_back(static_cast<const Waveform*>(&item));
+        break;
     case ItemType::Region:
         if (const Waveform* w = static_cast<const Region&>(item).waveform()) out.push_back(w);
         break;
@@ -180,7 +199,8 @@ void CollectWaves(const CollectionItem& item, std::vector<const Waveform*>& out)
     case ItemType::Collection:
         for (const Waveform* w : ItemsOf<Waveform>(c)) out.push_back(w);
         break;
-    default: break;
+    default:
+        break;
     }
 }
 } // namespace
@@ -269,20 +289,24 @@ std::vector<SaveChoice> dataFormatChoices(int row, const CollectionItem& item) {
 bool applyDataFormatChoice(int row, int position, WriteOptions& options) {
     const FormatEntry* e = formatRow(row);
     if (!e) return false;
-    if (options.codingMask == 0) options.codingMask = e->codingMask;
-    options.codingMask &= ~kMaskCodings;
+    uint32_t codings;
+    float rate = options.bitRate;
     if (position == kAutoCoding) {
-        options.codingMask |= e->codingMask & kMaskCodings;
-    } else if (position < kAutoCoding) {
+        codings = e->codingMask & kMaskCodings;
+    } else if (position >= 0 && position < kAutoCoding) {
         if (!(e->codingMask & (1u << position))) return false;
-        options.codingMask |= 1u << position;
+        codings = 1u << position;
     } else {
-        if (!e->bitRateAt) return false;
-        int rate = e->bitRateAt(position - kFirstBitRateChoice, e->param, nullptr);
-        if (rate <= 0) return false;
-        options.codingMask |= 1u << kCompressed;
-        options.bitRate = float(rate);
+        const int listed = e->bitRateAt && position > kAutoCoding
+                               ? e->bitRateAt(position - kFirstBitRateChoice, e->param, nullptr)
+                               : 0;
+        if (listed <= 0) return false;
+        codings = 1u << kCompressed;
+        rate = float(listed);
     }
+    if (options.codingMask == 0) options.codingMask = e->codingMask;
+    options.codingMask = (options.codingMask & ~kMaskCodings) | codings;
+    options.bitRate = rate;
     return true;
 }
 
@@ -304,21 +328,25 @@ std::vector<SaveChoice> channelFormatChoices(int row, const CollectionItem& item
 bool applyChannelChoice(int row, int position, WriteOptions& options) {
     const FormatEntry* e = formatRow(row);
     if (!e) return false;
-    if (options.codingMask == 0) options.codingMask = e->codingMask;
     const uint32_t channelBits = kMaskMono | kMaskStereo | kMaskDualMono;
-    options.codingMask &= ~channelBits;
+    uint32_t wanted;
     switch (position) {
-    case 0: options.codingMask |= e->codingMask & channelBits; return true;
+    case 0:
+        wanted = e->codingMask & channelBits;
+        break;
     case 1:
-        if (!(e->codingMask & kMaskMono)) return false;
-        options.codingMask |= kMaskMono;
-        return true;
+        wanted = kMaskMono;
+        break;
     case 2:
-        if (!(e->codingMask & kMaskStereo)) return false;
-        options.codingMask |= kMaskStereo;
-        return true;
-    default: return false;
+        wanted = kMaskStereo;
+        break;
+    default:
+        return false;
     }
+    if (position && !(e->codingMask & wanted)) return false;
+    if (options.codingMask == 0) options.codingMask = e->codingMask;
+    options.codingMask = (options.codingMask & ~channelBits) | wanted;
+    return true;
 }
 
 bool matchExtension(std::u16string_view pattern, std::u16string_view extension) {
@@ -402,7 +430,8 @@ namespace {
 std::u16string PlatformTypeName(std::u16string_view extension) {
     if (extension.empty()) return {};
     std::string ext = WideToUtf8(extension);
-    std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return char(std::tolower(c)); });
+    std::transform(ext.begin(), ext.end(), ext.begin(),
+                   [](unsigned char c) { return char(std::tolower(c)); });
     std::ifstream globs("/usr/share/mime/globs2");
     std::string line, type;
     const std::string wanted = "*." + ext;
