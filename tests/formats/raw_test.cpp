@@ -149,21 +149,6 @@ TEST(RawRows, ReadFilesMadeBySoxExactlyAsLibsndfileDoes) {
     }
 }
 
-TEST(RawRows, AnEmptyFileIsRefusedWithAMessage) {
-    test::TempDir dir;
-    test::WriteFile(dir / "empty.sw", std::vector<uint8_t>{});
-    test::WriteFile(dir / "one.sw", std::vector<uint8_t>{7});
-    Collection c;
-    FileObject file;
-    const FormatEntry& row = Row(u"sw", u"Signed words (16-bit) - Little Endian");
-    for (const char* name : {"empty.sw", "one.sw"}) {
-        ASSERT_TRUE(file.Open(dir / name, FileObject::kRead));
-        EXPECT_EQ(row.read(c, file, row.param) & 0xFF, 0) << name;
-        EXPECT_EQ(LastErrorUtf8(), "Zero length");
-        EXPECT_EQ(c.count(ItemType::Waveform), 0u);
-    }
-}
-
 struct WriteCase {
     const char16_t* extension;
     const char16_t* description;
