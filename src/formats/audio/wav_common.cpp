@@ -317,8 +317,11 @@ bool ParseSmpl(const uint8_t* body, size_t n, Smpl& s) {
     uint32_t declared = Le32(body + 28);
     uint32_t samplerBytes = Le32(body + 32);
     size_t fit = (n - 36) / 24;
+    // Real samplers store a handful of loops; the bound keeps a hostile
+    // count from turning into minutes of marker naming.
+    constexpr size_t kMaxLoops = 256;
     size_t count = std::min<size_t>(declared, fit);
-    for (size_t i = 0; i < count; ++i) {
+    for (size_t i = 0; i < std::min(count, kMaxLoops); ++i) {
         const uint8_t* p = body + 36 + 24 * i;
         s.loops.push_back({Le32(p), Le32(p + 4), Le32(p + 8), Le32(p + 12), Le32(p + 16), Le32(p + 20)});
     }

@@ -38,6 +38,11 @@ using namespace wav;
 // Metadata chunks bigger than this are skipped rather than read (a cover
 // picture in an ID3 chunk is the largest that anyone stores).
 constexpr uint64_t kMetaLimit = 64u << 20;
+// Cue points and labels taken from one file. Each new marker's name is
+// checked against all others, so these bounds keep a hostile file from
+// costing minutes; real files stay far below them.
+constexpr uint32_t kMaxCues = 1024;
+constexpr size_t kMaxLabels = 4096;
 
 struct CueRecord {
     uint32_t id, position, chunkId, sampleOffset;
@@ -147,7 +152,7 @@ void ReadCue(WalkState& st, const uint8_t* p, size_t n) {
     // A cue whose records can't all be read is dropped.
     if (uint64_t(count) * 24 > n - 4) return;
     st.cues.clear();
-    for (uint32_t i = 0; i < count; ++i) {
+    for (uint32_t i = 0; i < std::min(count, kMaxCues); ++i) {
         const uint8_t* r = p + 4 + 24 * size_t(i);
         st.cues.push_back({Le32(r), Le32(r + 4), Le32(r + 8), Le32(r + 20)});
     }
@@ -155,7 +160,7 @@ void ReadCue(WalkState& st, const uint8_t* p, size_t n) {
 
 void ReadAdtl(WalkState& st, const uint8_t* p, size_t n) {
     MemChunkReader list(p, n, false, true);
-    while (list.NextChunk()) {
+    while (list.NextChunk() && st.labels.size() < kMaxLabels && st.lengths.size() < kMaxLabels) {
         uint32_t size = list.chunkSize();
         const uint8_t* b = list.body();
         if (size < 4) continue; // a bad entry is dropped alone
