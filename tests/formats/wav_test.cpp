@@ -329,6 +329,9 @@ TEST(WavRoundTrip, ReadWriteReadKeepsTuningLoopsMarkersAndSamples) {
     CheckLooped(*a.wave, expected);
     a.wave->setText(kInfoSourceFile, first.u16string());
     ASSERT_EQ(Save(*a.wave, second, &WriteWav, mask), "");
+    const std::vector<uint8_t> bytes = test::ReadFile(second);
+    EXPECT_NE(std::string(bytes.begin(), bytes.end()).find(std::string("ISFT\x14\0\0\0Vaxel Studio v12.13", 27)),
+              std::string::npos);
     Loaded b = Load(second, &ReadWav);
     ASSERT_TRUE(b.wave) << b.error;
     CheckLooped(*b.wave, expected);
@@ -636,6 +639,43 @@ TEST(WavChunks, BextAndInfoTextsGoToTheInfoFields) {
     EXPECT_EQ(std::u16string(x.wave->name()), u"Tune");
     ASSERT_EQ(x.samples.size(), 9u);
     EXPECT_EQ(x.samples[0], 0.0f);
+}
+
+TEST(WavChunks, WsmpMesaAndAtem) {
+    // wsmp: unity note 70 with 150 cents (normalized to 71 + 50), a gain of
+    // 655360 (1 dB), one loop of type 1 (one-shot).
+    std::vector<uint8_t> wsmp;
+    Put32(wsmp, 20);
+    Put16(wsmp, 70);
+    Put16(wsmp, 150);
+    Put32(wsmp, 655360);
+    Put32(wsmp, 0);
+    Put32(wsmp, 1);
+    for (uint32_t v : {16u, 1u, 5u, 50u}) Put32(wsmp, v);
+    auto fmt = Chunk("fmt ", FmtBody(1, 1, 8000, 16, 2));
+    Loaded x = LoadBytes(Riff({fmt, Chunk("wsmp", wsmp), Chunk("data", Pcm16(100))}), &ReadWav);
+    ASSERT_TRUE(x.wave) << x.error;
+    EXPECT_EQ(x.wave->rootKey, 71);
+    EXPECT_EQ(x.wave->fineTune, 50);
+    EXPECT_NEAR(x.wave->gain, 1.0f, 1e-4f);
+    ASSERT_NE(x.wave->mainLoop(), nullptr);
+    EXPECT_EQ(x.wave->mainLoop()->start, 5u);
+    EXPECT_EQ(x.wave->mainLoop()->end, 55u);
+    EXPECT_TRUE(x.wave->mainLoop()->flags & kLoopOneShot);
+
+    // mesa: the root key at 2 and the coded name at 3 ("PIANO 1").
+    std::vector<uint8_t> mesa(141, 10);
+    mesa[2] = 48;
+    const uint8_t name[] = {26, 19, 11, 24, 25, 10, 1};
+    std::copy(std::begin(name), std::end(name), mesa.begin() + 3);
+    // atem: chunks behind a RIFF length that stops short still count.
+    std::vector<uint8_t> file = Riff({fmt, Chunk("data", Pcm16(100)), Chunk("atem", {})});
+    std::vector<uint8_t> behind = Chunk("mesa", mesa);
+    file.insert(file.end(), behind.begin(), behind.end());
+    x = LoadBytes(file, &ReadWav);
+    ASSERT_TRUE(x.wave) << x.error;
+    EXPECT_EQ(x.wave->rootKey, 48);
+    EXPECT_EQ(std::u16string(x.wave->name()), u"PIANO 1");
 }
 
 // ---------------------------------------------------------------- bad input
