@@ -475,7 +475,8 @@ std::vector<uint8_t> BuildSmpl(const Waveform& wave, const std::vector<uint32_t>
     for (size_t i = 0; i < loopIds.size(); ++i) {
         const LoopRecord* m = wave.findMarker(loopIds[i]);
         double start = PositionOf(m->start, m->startFraction);
-        double length = PositionOf(m->end, m->endFraction) - start;
+        // A record not yet cleaned may end ahead of its start: no length.
+        double length = std::max(0.0, PositionOf(m->end, m->endFraction) - start);
         int64_t s = int64_t(start + 0.5);
         int64_t e = int64_t(length + 0.5) + s - 1;
         double fraction = length - double(e - s + 1);
