@@ -402,9 +402,11 @@ int GenericEncode(FileObject& file, CollectionItem& item, int dataCoding, int ch
     if (!buffer || (split && !picked)) return Fail("Out of memory");
 
     const size_t passes = split ? channels : 1;
+    ProgressMeter progress(uint64_t(frames) * passes, frames > 250000);
     for (size_t pass = 0; pass < passes; ++pass) {
         coding::StreamState state;
         for (size_t done = 0; done < frames;) {
+            progress.step(uint64_t(pass) * frames + done);
             const size_t n = std::min(pieceFrames, frames - done);
             const size_t count = n * channels;
             coding::EncodeRun(data + done * channels, count, dataCoding, flags, buffer.get(), state);

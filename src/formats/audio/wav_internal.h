@@ -153,6 +153,22 @@ std::vector<uint8_t> BuildFormat(int coding, int channels, uint32_t sampleRate, 
 // The format tag of a coding that BuildFormat takes, else 0.
 uint16_t TagOfCoding(int coding);
 
+// The wave a writer writes from, in the coding it chose: the item itself, or
+// a converted copy (channels) that goes away with this object.
+struct PreparedWave {
+    Waveform* wave = nullptr;
+    bool temporary = false;
+    int coding = -1;
+    PreparedWave() = default;
+    PreparedWave(const PreparedWave&) = delete;
+    PreparedWave& operator=(const PreparedWave&) = delete;
+    ~PreparedWave();
+};
+// Chooses the coding under the options' mask (rowMask when it is 0), refuses
+// one BuildFormat can't write with "Unsupported subformat", prepares the wave
+// and reads its samples. False with LastError set.
+bool PrepareForWrite(CollectionItem& item, const WriteOptions& options, uint32_t rowMask, PreparedWave& out);
+
 // Encodes the wave's samples (present already) in pieces into the file and
 // pads the data to a multiple of padTo bytes with padValue.
 bool WriteSamples(FileObject& file, const Waveform& wave, int coding, uint64_t dataBytes, uint64_t padTo,

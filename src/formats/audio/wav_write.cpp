@@ -24,6 +24,7 @@
 #include "formats/audio/wav_internal.h"
 #include "model/collection.h"
 #include "model/last_error.h"
+#include "model/status_line.h"
 #include "model/text.h"
 #include "model/waveform.h"
 
@@ -107,14 +108,6 @@ bool WriteAll(FileObject& file, const std::vector<uint8_t>& bytes) {
     return false;
 }
 
-struct TemporaryWave {
-    Waveform* wave = nullptr;
-    bool temporary = false;
-    ~TemporaryWave() {
-        if (temporary) delete wave;
-    }
-};
-
 } // namespace
 
 void SetRf64LimitForTesting(uint64_t bytes) {
@@ -122,6 +115,35 @@ void SetRf64LimitForTesting(uint64_t bytes) {
 }
 
 namespace wav {
+
+PreparedWave::~PreparedWave() {
+    if (temporary) delete wave;
+}
+
+bool PrepareForWrite(CollectionItem& item, const WriteOptions& options, uint32_t rowMask, PreparedWave& out) {
+    if (item.type() != ItemType::Waveform) {
+        SetLastError("The file format can not save this item");
+        return false;
+    }
+    const uint32_t mask = options.codingMask ? options.codingMask : rowMask;
+    float bitRate = options.bitRate;
+    out.coding = ChooseCoding(static_cast<Waveform&>(item), mask, &bitRate);
+    if (!TagOfCoding(out.coding)) {
+        SetLastError("Unsupported subformat");
+        return false;
+    }
+    ClearLastError();
+    out.wave = PrepareWave(item, mask, 0, out.temporary);
+    if (!out.wave) {
+        if (!LastError()[0]) SetLastError("The file format can not save this item");
+        return false;
+    }
+    if (out.wave->frames && !out.wave->lockSamples()) {
+        SetLastError("Could not lock wave data");
+        return false;
+    }
+    return true;
+}
 
 // Encodes the samples in pieces and writes them, with the pad byte of an odd
 // length. Shared with the Wave-64 writer, which pads to eight.
@@ -143,8 +165,10 @@ bool WriteSamples(FileObject& file, const Waveform& wave, int coding, uint64_t d
         SetLastError("Out of memory");
         return false;
     }
+    ProgressMeter progress(total, total > 250000u * wave.channels);
     for (size_t done = 0; done < total;) {
         size_t n = std::min(piece, total - done);
+        progress.step(done);
         EncodeFromFloat(block->data + done, n, coding, flags, buffer.data());
         if (!file.Write(buffer.data(), n * width)) {
             SetLastError("Writing to file failed");
@@ -167,31 +191,12 @@ bool WriteSamples(FileObject& file, const Waveform& wave, int coding, uint64_t d
 } // namespace wav
 
 int WriteWav(CollectionItem& item, FileObject& file, const WriteOptions& options) {
-    if (item.type() != ItemType::Waveform) {
-        SetLastError("The file format can not save this item");
-        return 0;
-    }
-    Waveform& source = static_cast<Waveform&>(item);
-    const uint32_t mask = options.codingMask ? options.codingMask : kWavRowMask;
-    float bitRate = options.bitRate;
-    const int coding = ChooseCoding(source, mask, &bitRate);
-    const uint16_t tag = TagOfCoding(coding);
-    if (!tag) {
-        SetLastError("Unsupported subformat");
-        return 0;
-    }
-    TemporaryWave prepared;
-    ClearLastError();
-    prepared.wave = PrepareWave(item, mask, 0, prepared.temporary);
-    if (!prepared.wave) {
-        if (!LastError()[0]) SetLastError("The file format can not save this item");
-        return 0;
-    }
+    PreparedWave prepared;
+    if (!PrepareForWrite(item, options, kWavRowMask, prepared)) return 0;
+    const Waveform& source = static_cast<Waveform&>(item); // its texts, not the copy's
     Waveform& wave = *prepared.wave;
-    if (wave.frames && !wave.lockSamples()) {
-        SetLastError("Could not lock wave data");
-        return 0;
-    }
+    const int coding = prepared.coding;
+    const uint16_t tag = TagOfCoding(coding);
     const uint32_t param = options.param;
     const int channels = wave.channels;
     const uint64_t dataBytes = uint64_t(wave.frames) * channels * EncodedWidth(coding);

@@ -62,14 +62,6 @@ std::vector<uint8_t> WaveGuid(const char* id) {
     return g;
 }
 
-struct TemporaryWave {
-    Waveform* wave = nullptr;
-    bool temporary = false;
-    ~TemporaryWave() {
-        if (temporary) delete wave;
-    }
-};
-
 bool Fail(const char* text) {
     SetLastError(text);
     return false;
@@ -162,30 +154,11 @@ int ReadWave64(Collection& collection, FileObject& file, uint32_t) {
 }
 
 int WriteWave64(CollectionItem& item, FileObject& file, const WriteOptions& options) {
-    if (item.type() != ItemType::Waveform) {
-        SetLastError("The file format can not save this item");
-        return 0;
-    }
-    Waveform& source = static_cast<Waveform&>(item);
-    const uint32_t mask = options.codingMask ? options.codingMask : kW64RowMask;
-    float bitRate = options.bitRate;
-    const int coding = ChooseCoding(source, mask, &bitRate);
-    if (!TagOfCoding(coding)) {
-        SetLastError("Unsupported subformat");
-        return 0;
-    }
-    TemporaryWave prepared;
-    ClearLastError();
-    prepared.wave = PrepareWave(item, mask, 0, prepared.temporary);
-    if (!prepared.wave) {
-        if (!LastError()[0]) SetLastError("The file format can not save this item");
-        return 0;
-    }
+    PreparedWave prepared;
+    if (!PrepareForWrite(item, options, kW64RowMask, prepared)) return 0;
+    const Waveform& source = static_cast<Waveform&>(item); // its texts, not the copy's
     Waveform& wave = *prepared.wave;
-    if (wave.frames && !wave.lockSamples()) {
-        SetLastError("Could not lock wave data");
-        return 0;
-    }
+    const int coding = prepared.coding;
     const uint64_t dataBytes = uint64_t(wave.frames) * wave.channels * EncodedWidth(coding);
 
     std::vector<uint8_t> ahead;
