@@ -12,6 +12,9 @@ packages=(
   libsndfile1-dev
   # outside tools the tests use as oracles, and the benchmark's peer
   sox libsox-fmt-all ffmpeg python3 python3-mido python3-numpy python3-soundfile sndfile-programs zip unzip file hyperfine gigtools
+  # MIDI oracles: midicsv (also the SMF benchmark's peer), and two players that
+  # must render the songs we write
+  midicsv fluidsynth timidity timgm6mb-soundfont
 )
 
 missing=()
