@@ -212,6 +212,12 @@ bool Track::setEvents(const uint8_t* bytes, size_t length) {
     return true;
 }
 
+void Track::setEvents(std::vector<uint8_t>&& bytes) {
+    data_ = std::move(bytes);
+    if (data_.size() > 0xFFFFFFFFu) data_.clear();
+    eventCount = CountTrackEvents(data_.data(), data_.size());
+}
+
 // Behind the NamedItem part: one 8-byte word with port, reserved, kind and
 // start channel in its low half and the data length in its high half; then
 // the event count; then the events.

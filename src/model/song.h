@@ -56,6 +56,8 @@ class Track : public NamedItem {
     // 0 leaves an empty Track (eventCount 0). False, with an empty Track,
     // when the copy can not be made.
     bool setEvents(const uint8_t* bytes, size_t length);
+    // The same with a block the Track takes over instead of copying.
+    void setEvents(std::vector<uint8_t>&& bytes);
     const uint8_t* data() const { return data_.data(); }
     uint32_t dataLength() const { return uint32_t(data_.size()); }
     const std::vector<uint8_t>& bytes() const { return data_; }

@@ -11,7 +11,7 @@ void InstallSongsFormats();
 // packages, PlayStation, AdLib) with install functions of their own.
 namespace songs {
 
-void InstallMidiFormats();          // midi.cpp: mid, rmi
+void InstallMidiFormats();          // smf.cpp: mid, rmi
 void InstallXmidiFormats();         // xmidi.cpp: xmi
 void InstallZipFormats();           // zip.cpp: zip
 void InstallModFormats();           // mod.cpp: mod
