@@ -7,6 +7,7 @@
 #include "cli/cli.h"
 #include "cli/terminal_status.h"
 #include "fileio/format_table.h"
+#include "fileio/midi_events.h"
 #include "fileio/open_save.h"
 #include "fileio/sample_coding.h"
 #include "model/collection.h"
@@ -57,6 +58,26 @@ std::string Number(double value) {
     char buffer[32];
     std::snprintf(buffer, sizeof buffer, "%.6g", value);
     return buffer;
+}
+
+// ---------------------------------------------------------------- songs
+
+// The MIDI channels of a track, 1-16, as "1, 2, 10".
+std::string ChannelList(uint16_t mask) {
+    std::string s;
+    for (int ch = 0; ch < 16; ++ch)
+        if (mask & (1u << ch)) s += (s.empty() ? "" : ", ") + std::to_string(ch + 1);
+    return s;
+}
+
+std::string DivisionText(uint16_t division) {
+    if (!(division & 0x8000)) return std::to_string(division) + " ticks per quarter";
+    return std::to_string(-int(int8_t(uint8_t(division >> 8)))) + " fps, " + std::to_string(division & 0xFF) +
+           " ticks per frame";
+}
+
+double FirstTempoBpm(const Song& song) {
+    return 60e6 / TempoMap(song).firstTempo();
 }
 
 // ---------------------------------------------------------------- text
@@ -110,6 +131,18 @@ void PrintItemText(const Collection& c, const CollectionItem& item, int depth) {
                 Utf8(item.name()).c_str());
     const std::string inner = indent + "  ";
     if (item.type() == ItemType::Waveform) PrintWaveText(static_cast<const Waveform&>(item), inner);
+    if (item.type() == ItemType::Song) {
+        const auto& song = static_cast<const Song&>(item);
+        std::printf("%sFormat: %u, division: %s, tempo: %s BPM, length: %.3f s\n", inner.c_str(),
+                    unsigned(song.format), DivisionText(song.division).c_str(),
+                    Number(FirstTempoBpm(song)).c_str(), SongLengthSeconds(song));
+    }
+    if (item.type() == ItemType::Track) {
+        const auto& track = static_cast<const Track&>(item);
+        std::printf("%sPort: %u, events: %u, channels: %s\n", inner.c_str(), unsigned(track.port),
+                    track.eventCount,
+                    TrackChannels(track) ? ChannelList(TrackChannels(track)).c_str() : "none");
+    }
     if (auto* info = dynamic_cast<const InfoItem*>(&item)) PrintInfoTexts(*info, inner);
     if (item.type() == ItemType::Region) return; // its wave is listed at the top level
     for (ItemId child : item.ids)
@@ -161,6 +194,29 @@ std::string ItemJson(const Collection& c, const CollectionItem& item) {
     s += ", \"id\": " + std::to_string(SerialOf(item.id));
     s += ", \"name\": " + Json(item.name());
     if (item.type() == ItemType::Waveform) s += ", " + WaveJson(static_cast<const Waveform&>(item));
+    if (item.type() == ItemType::Song) {
+        const auto& song = static_cast<const Song&>(item);
+        s += ", \"format\": " + std::to_string(song.format);
+        s += ", \"division\": " + std::to_string(song.division);
+        s += ", \"tempo\": " + Number(FirstTempoBpm(song));
+        char seconds[32];
+        std::snprintf(seconds, sizeof seconds, "%.6f", SongLengthSeconds(song));
+        s += std::string(", \"seconds\": ") + seconds;
+    }
+    if (item.type() == ItemType::Track) {
+        const auto& track = static_cast<const Track&>(item);
+        s += ", \"port\": " + std::to_string(track.port);
+        s += ", \"events\": " + std::to_string(track.eventCount);
+        s += ", \"channels\": [";
+        const uint16_t mask = TrackChannels(track);
+        bool firstChannel = true;
+        for (int ch = 0; ch < 16; ++ch) {
+            if (!(mask & (1u << ch))) continue;
+            s += (firstChannel ? "" : ", ") + std::to_string(ch + 1);
+            firstChannel = false;
+        }
+        s += "]";
+    }
     if (auto* info = dynamic_cast<const InfoItem*>(&item)) {
         s += ", \"info\": {";
         bool first = true;
