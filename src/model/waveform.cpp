@@ -3,6 +3,7 @@
 // image. Markers and loops are in waveform_markers.cpp.
 #include "model/waveform.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdlib>
@@ -265,8 +266,10 @@ void SplitPosition(float value, uint32_t& whole, uint8_t& hundredths) {
     hundredths = uint8_t(h > 99 ? 99 : h);
 }
 
-// Rounds half away from zero.
+// Rounds half away from zero. Callers clamp first; a value that still
+// can't be held (infinite, NaN, beyond 2^62) gives 0 rather than overflow.
 long RoundAway(double v) {
+    if (!(std::fabs(v) < 4.6e18)) return 0;
     return long(v < 0 ? std::ceil(v - 0.5) : std::floor(v + 0.5));
 }
 
@@ -481,8 +484,9 @@ void Waveform::fixUp() {
     {
         // Written only when it changes: the background loader may be reading
         // this wave, and an unchanged field must not count as a write.
-        double g = std::isnan(gain) ? 0.0 : RoundAway(double(gain) * 100.0) / 100.0;
-        const float clamped = float(g < -96.0 ? -96.0 : g > 96.0 ? 96.0 : g);
+        double g = std::isnan(gain) ? 0.0 : std::clamp(double(gain), -96.0, 96.0);
+        g = RoundAway(g * 100.0) / 100.0;
+        const float clamped = float(g);
         if (clamped != gain) gain = clamped;
     }
     if (!HasFeature(kFeatureLoopPitch))
