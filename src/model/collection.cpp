@@ -369,6 +369,7 @@ void Collection::update(int removeMask, bool full) {
         for (CollectionItem* item = first(type); item; item = next(item, type)) {
             item->fixUp();
             if (type == ItemType::Region && full) CheckRegionOverrides(*static_cast<Region*>(item));
+            CleanItemParameters(*item, CurrentFeatureMask());
             if (h.cleanParameters) h.cleanParameters(*item, full);
         }
     };
@@ -400,6 +401,7 @@ void Collection::update(int removeMask, bool full) {
     }
 
     status.status(u"Fixing up items", kStatusProgress);
+    NormalizeArticulation(*this, CurrentFeatureMask());
     if (h.applyFeatureMask) h.applyFeatureMask(*this);
 
     if (full) {
@@ -408,7 +410,9 @@ void Collection::update(int removeMask, bool full) {
             for (Instrument* inst : ItemsOf<Instrument>(*this)) makeNameUnique(*inst);
             for (Waveform* wave : ItemsOf<Waveform>(*this)) makeNameUnique(*wave);
         }
+        RunInstrumentLoadOptionsBeforeStereo(*this);
         if (h.onLoadOptions) h.onLoadOptions(*this);
+        RunInstrumentLoadOptionsAfterStereo(*this);
     }
 
     fixUp();

@@ -271,7 +271,7 @@ TEST_F(CollectionTest, ClonesCopyWhatTheSourceOwnsAndShareWaves) {
     inst->setLocation(3, 1, 2, false);
     inst->setText(kInfoArtist, u"me");
     Region* r = AddRegion(c, *inst, wave);
-    r->keyLow = 10;
+    r->trigger.keyLow = 10;
     auto* model = new SynthesisModel(c, kNewSerial);
     model->parentId = r->id;
     r->ids.push_back(model->id);
@@ -288,7 +288,7 @@ TEST_F(CollectionTest, ClonesCopyWhatTheSourceOwnsAndShareWaves) {
     ASSERT_EQ(layer->ids.size(), 1u);
     auto* region = dynamic_cast<Region*>(other.find(layer->ids[0]));
     ASSERT_NE(region, nullptr);
-    EXPECT_EQ(region->keyLow, 10);
+    EXPECT_EQ(region->trigger.keyLow, 10);
     EXPECT_EQ(region->ids[0], wave->id); // the wave is shared by id
     EXPECT_NE(region->ids[1], model->id); // the model is a copy
     EXPECT_NE(other.find(region->ids[1]), nullptr);
@@ -486,8 +486,8 @@ TEST_F(CollectionTest, CreateMakesEmptyItemsForReadingBack) {
     auto* region = dynamic_cast<Region*>(c.create(MakeId(ItemType::Region, 40)));
     ASSERT_NE(region, nullptr);
     EXPECT_EQ(region->id, MakeId(ItemType::Region, 40));
-    EXPECT_EQ(region->keyLow, 0);
-    EXPECT_EQ(region->keyHigh, 127);
+    EXPECT_EQ(region->trigger.keyLow, 0);
+    EXPECT_EQ(region->trigger.keyHigh, 127);
     EXPECT_EQ(region->waveform(), nullptr);
     EXPECT_TRUE(region->ids.empty());
     EXPECT_NE(dynamic_cast<Song*>(c.create(MakeId(ItemType::Song, 1))), nullptr);

@@ -68,7 +68,8 @@ TEST(FlatBuffer, NamedItemsAndTheCollection) {
     Collection c;
     auto* layer = new Layer(c, kNewSerial);
     std::vector<uint8_t> unnamed = Flatten(*layer);
-    EXPECT_EQ(unnamed.size(), 24u + 16); // "unnamed" and its terminator
+    // "unnamed" and its terminator, then the trigger and articulation blocks.
+    EXPECT_EQ(unnamed.size(), 24u + 16 + kTriggerBlockFlatSize + kParameterBlockFlatSize);
     layer->setName(u"Velocity 1   ");
     EXPECT_EQ(std::u16string(layer->name()), u"Velocity 1");
     std::vector<uint8_t> named = Flatten(*layer);
