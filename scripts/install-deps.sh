@@ -15,6 +15,8 @@ packages=(
   # MIDI oracles: midicsv (also the SMF benchmark's peer), and two players that
   # must render the songs we write
   midicsv fluidsynth timidity timgm6mb-soundfont
+  # the desktop program (Qt 6 Widgets) and its screenshot under a virtual display
+  qt6-base-dev libgl-dev xvfb xauth x11-apps imagemagick
 )
 
 missing=()
