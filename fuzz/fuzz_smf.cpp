@@ -22,11 +22,12 @@ namespace {
 void Check(Collection& collection) {
     for (Song* song : ItemsOf<Song>(collection)) {
         (void)SongLengthSeconds(*song);
+        const TempoMap map(*song);
         for (uint32_t i = 0; i < song->ids.size(); ++i) {
             Track* t = song->track(i);
             if (!t) continue;
             if (t->eventCount != CountTrackEvents(t->data(), t->dataLength())) std::abort();
-            TimedEventReader reader(*t, TempoMap(*song));
+            TimedEventReader reader(*t, map);
             TimedEvent e;
             uint64_t last = 0;
             while (reader.next(e)) {

@@ -54,7 +54,9 @@ struct TimedEvent : TrackEvent {
 // end-of-track meta event.
 class TimedEventReader {
   public:
+    // The map is kept by reference and must outlive the reader.
     TimedEventReader(const Track& track, const TempoMap& map);
+    TimedEventReader(const Track& track, TempoMap&& map) = delete;
     bool next(TimedEvent& event);
     uint64_t tick() const { return tick_; }
 

@@ -611,6 +611,15 @@ TEST(Rmi, ReadsDataWhereverItStandsAndReportsWhatIsMissing) {
     ASSERT_EQ(l.result, 1) << l.error;
     EXPECT_EQ(Name(*l.song), "Shown");
     EXPECT_EQ(l.track(0)->eventCount, 3u);
+    // INFO and DISP in either order behind 'data', with chunks behind them.
+    const Bytes info = RiffChunk("LIST", Cat({Bytes{'I', 'N', 'F', 'O'}, RiffChunk("IART", {'M', 'e', 0})}));
+    for (const Bytes& tail : {Cat({info, RiffChunk("DISP", disp), RiffChunk("JUNK", {1})}),
+                              Cat({RiffChunk("DISP", disp), info, RiffChunk("JUNK", {1})})}) {
+        l = ReadBytes(Rmid(Cat({RiffChunk("data", smf), tail})), &ReadRmi);
+        ASSERT_EQ(l.result, 1) << l.error;
+        EXPECT_EQ(Name(*l.song), "Shown");
+        EXPECT_EQ(WideToUtf8(l.song->text(kInfoArtist)), "Me");
+    }
     // DISP ahead of 'data' is not applied.
     l = ReadBytes(Rmid(Cat({RiffChunk("DISP", disp), RiffChunk("data", smf)})), &ReadRmi);
     EXPECT_EQ(Name(*l.song), "Coll");

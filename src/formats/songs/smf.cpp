@@ -24,6 +24,7 @@
 // the writer rows that embed DLS instruments carry no writer for that reason.
 #include "formats/songs/smf.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -58,6 +59,8 @@ constexpr uint32_t kMTrk = FourCC("MTrk");
 
 // Tracks this short hold no event worth keeping (an end-of-track alone is 4).
 constexpr uint64_t kMinTrackBytes = 5;
+// The most of a DISP chunk's text taken as the song's name.
+constexpr uint64_t kMaxDispBytes = 4096;
 
 uint16_t Be16(const uint8_t* p) {
     return uint16_t(p[0] << 8 | p[1]);
@@ -363,17 +366,20 @@ int ReadRmi(Collection& collection, FileObject& file, uint32_t) {
             FixFormat2Names(collection, *song);
         } else if (id == FourCC("DISP") && song) {
             uint8_t type[4];
-            if (riff.remaining() < 4 || !riff.Read(type, 4)) continue;
-            if (uint32_t(type[0] | type[1] << 8 | type[2] << 16 | uint32_t(type[3]) << 24) != 1) continue;
-            MemChunkReader rest = riff.ReadRest();
-            if (rest.empty()) continue;
-            std::string text(reinterpret_cast<const char*>(rest.data()), size_t(rest.end()));
+            if (!riff.Read(type, 4) ||
+                (type[0] | type[1] << 8 | type[2] << 16 | uint32_t(type[3]) << 24) != 1)
+                continue;
+            // A name, not a document: a few kilobytes at most are read.
+            std::string text(size_t(std::min<uint64_t>(riff.remaining(), kMaxDispBytes)), '\0');
+            if (!riff.Read(text.data(), text.size())) continue;
             text.resize(std::strlen(text.c_str()));
             if (!text.empty()) song->setTextAnsi(kInfoName, text.c_str(), int(text.size()));
-        } else if (id == FourCC("LIST") && song && riff.remaining() >= 4) {
-            uint8_t form[4];
-            if (!riff.Read(form, 4) || std::memcmp(form, "INFO", 4) != 0) continue;
-            MemChunkReader info = riff.ReadRest();
+        } else if (id == FourCC("LIST") && song) {
+            // A walker over this chunk alone, so the chunks behind it stay
+            // in the walk.
+            ChunkReader list(riff, true);
+            if (list.formType() != FourCC("INFO")) continue;
+            MemChunkReader info = list.ReadRest();
             ReadInfoChunks(info, *song);
         }
     }
