@@ -80,6 +80,75 @@ double FirstTempoBpm(const Song& song) {
     return 60e6 / TempoMap(song).firstTempo();
 }
 
+// ---------------------------------------------------------------- instruments
+
+// The root key a Region plays at: its override, else its wave's, else 60.
+int RegionRoot(const Region& r) {
+    if (r.rootOverride >= 0) return r.rootOverride;
+    const Waveform* w = r.waveform();
+    return w ? w->rootKey : 60;
+}
+
+void PrintInstrumentPart(const CollectionItem& item, const std::string& indent) {
+    if (item.type() == ItemType::Instrument) {
+        const auto& inst = static_cast<const Instrument&>(item);
+        std::printf("%sBank: %u (CC 0), %u (CC 32), program: %u%s\n", indent.c_str(), inst.majorBank(),
+                    inst.minorBank(), inst.program(), inst.isDrumKit() ? ", drum kit" : "");
+        return;
+    }
+    const TriggerBlock* t = nullptr;
+    if (item.type() == ItemType::Layer) t = &static_cast<const Layer&>(item).trigger;
+    if (item.type() == ItemType::Region) t = &static_cast<const Region&>(item).trigger;
+    if (!t) return;
+    std::printf("%sKeys: %u-%u (%s-%s), velocities: %u-%u", indent.c_str(), unsigned(t->keyLow),
+                unsigned(t->keyHigh), NoteName(t->keyLow).c_str(), NoteName(t->keyHigh).c_str(),
+                unsigned(t->velocityLow), unsigned(t->velocityHigh));
+    if (item.type() == ItemType::Region) {
+        const auto& r = static_cast<const Region&>(item);
+        const int root = RegionRoot(r);
+        std::printf(", root key: %d (%s)%s", root, NoteName(root).c_str(),
+                    r.rootOverride >= 0 ? " (override)" : "");
+        const LoopInfo loop = getLoop(r);
+        if (loop.loopType && r.waveform())
+            std::printf(", loop: %s %s to %s", kLoopTypes[loop.loopType & 3], Number(loop.start).c_str(),
+                        Number(loop.end).c_str());
+        else
+            std::printf(", no loop");
+    }
+    std::printf("\n");
+}
+
+std::string InstrumentPartJson(const CollectionItem& item) {
+    std::string s;
+    if (item.type() == ItemType::Instrument) {
+        const auto& inst = static_cast<const Instrument&>(item);
+        s += ", \"bank\": " + std::to_string(inst.majorBank());
+        s += ", \"bankLsb\": " + std::to_string(inst.minorBank());
+        s += ", \"program\": " + std::to_string(inst.program());
+        s += std::string(", \"drum\": ") + (inst.isDrumKit() ? "true" : "false");
+        return s;
+    }
+    const TriggerBlock* t = nullptr;
+    if (item.type() == ItemType::Layer) t = &static_cast<const Layer&>(item).trigger;
+    if (item.type() == ItemType::Region) t = &static_cast<const Region&>(item).trigger;
+    if (!t) return s;
+    s += ", \"keyLow\": " + std::to_string(t->keyLow) + ", \"keyHigh\": " + std::to_string(t->keyHigh);
+    s += ", \"velocityLow\": " + std::to_string(t->velocityLow);
+    s += ", \"velocityHigh\": " + std::to_string(t->velocityHigh);
+    if (item.type() == ItemType::Region) {
+        const auto& r = static_cast<const Region&>(item);
+        s += ", \"rootKey\": " + std::to_string(RegionRoot(r));
+        s += ", \"rootOverride\": " + std::to_string(r.rootOverride);
+        const LoopInfo loop = getLoop(r);
+        if (loop.loopType && r.waveform())
+            s += ", \"loop\": {\"loopType\": \"" + std::string(kLoopTypes[loop.loopType & 3]) +
+                 "\", \"start\": " + Number(loop.start) + ", \"end\": " + Number(loop.end) + "}";
+        else
+            s += ", \"loop\": null";
+    }
+    return s;
+}
+
 // ---------------------------------------------------------------- text
 
 void PrintWaveText(const Waveform& w, const std::string& indent) {
@@ -143,6 +212,7 @@ void PrintItemText(const Collection& c, const CollectionItem& item, int depth) {
                     track.eventCount,
                     TrackChannels(track) ? ChannelList(TrackChannels(track)).c_str() : "none");
     }
+    PrintInstrumentPart(item, inner);
     if (auto* info = dynamic_cast<const InfoItem*>(&item)) PrintInfoTexts(*info, inner);
     if (item.type() == ItemType::Region) return; // its wave is listed at the top level
     for (ItemId child : item.ids)
@@ -217,6 +287,7 @@ std::string ItemJson(const Collection& c, const CollectionItem& item) {
         }
         s += "]";
     }
+    s += InstrumentPartJson(item);
     if (auto* info = dynamic_cast<const InfoItem*>(&item)) {
         s += ", \"info\": {";
         bool first = true;
