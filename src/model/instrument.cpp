@@ -1158,6 +1158,55 @@ void mergeLayers(Layer& a, Layer& b) {
     delete &b;
 }
 
+// ---------------------------------------------------------------- alternates
+
+namespace {
+bool IsAlternate(const Region& r) {
+    return r.trigger.triggerType >= 2 && r.trigger.triggerType <= 17;
+}
+
+// The (layer, region) positions of the Regions that a later Layer holds as
+// alternates of an earlier Region.
+std::vector<std::pair<uint32_t, uint32_t>> LaterAlternates(const Instrument& inst) {
+    std::vector<std::pair<uint32_t, uint32_t>> out;
+    std::vector<Layer*> layers = Children<Layer>(inst);
+    for (size_t i = 0; i < layers.size(); ++i)
+        for (const Region* a : Children<Region>(*layers[i])) {
+            if (!IsAlternate(*a)) continue;
+            for (size_t j = i + 1; j < layers.size(); ++j)
+                for (uint32_t k = 0; k < layers[j]->ids.size(); ++k) {
+                    const Region* b = layers[j]->regionAt(k);
+                    if (b && b->trigger.triggerType == a->trigger.triggerType &&
+                        b->trigger.overlaps(a->trigger))
+                        out.emplace_back(uint32_t(j), k);
+                }
+        }
+    std::sort(out.begin(), out.end());
+    out.erase(std::unique(out.begin(), out.end()), out.end());
+    return out;
+}
+} // namespace
+
+std::vector<Instrument*> PrepareAlternates(std::vector<Instrument*>& list) {
+    std::vector<Instrument*> clones;
+    for (Instrument*& inst : list) {
+        if (!inst) continue;
+        const auto doomed = LaterAlternates(*inst);
+        if (doomed.empty()) continue;
+        auto* clone = new Instrument(inst->collection(), *inst);
+        // Clones keep the order of Layers and Regions, so the positions hold;
+        // deleting from the back keeps the earlier positions valid.
+        for (auto it = doomed.rbegin(); it != doomed.rend(); ++it)
+            if (Layer* layer = clone->layerAt(it->first))
+                if (Region* region = layer->regionAt(it->second)) delete region;
+        for (uint32_t i = clone->ids.size(); i-- > 0;)
+            if (Layer* layer = clone->layerAt(i); layer && layer->ids.empty()) delete layer;
+        clones.push_back(clone);
+        inst = clone;
+    }
+    return clones;
+}
+
 // ---------------------------------------------------------------- update steps
 
 void CleanItemParameters(CollectionItem& item, FeatureMask features) {

@@ -242,6 +242,13 @@ bool canMergeLayers(const Layer& a, const Layer* b, bool sameTrigger);
 // trigger values) and deletes b.
 void mergeLayers(Layer& a, Layer& b);
 
+// Alternates: Regions with a trigger type from 2 to 17. For a writer that has
+// no such notion, an Instrument in which such a Region overlaps a Region of
+// the same trigger type in a later Layer is replaced in the list by a private
+// clone without the later Regions (and the Layers they leave empty). Returns
+// the clones, which the caller deletes after the write.
+std::vector<Instrument*> PrepareAlternates(std::vector<Instrument*>& list);
+
 // Steps of the post-load pass (Collection::update).
 // Step 1: cleans an Instrument's, Layer's or Region's blocks by the mask.
 void CleanItemParameters(CollectionItem& item, FeatureMask features);

@@ -428,3 +428,30 @@ TEST_F(InstrumentTest, FlatImagesRoundTripAndRefuseShortOnes) {
 
 } // namespace
 } // namespace vaxel
+
+namespace vaxel {
+namespace {
+
+TEST_F(InstrumentTest, AlternatesInLaterLayersGoFromAPrivateClone) {
+    auto* inst = new Instrument(c, kNewSerial, u"Snare");
+    Region* a = addRegion(*inst, kNoWaveSerial, Word(38, 38), 0xFFFF, -1);
+    Region* b = addRegion(*inst, kNoWaveSerial, Word(38, 38), 0xFFFF, -1);
+    Region* other = addRegion(*inst, kNoWaveSerial, Word(38, 40), 0xFFFF, -1);
+    ASSERT_EQ(inst->ids.size(), 3u);
+    std::vector<Instrument*> list{inst};
+    EXPECT_TRUE(PrepareAlternates(list).empty()); // no alternates yet
+    a->setValue(208, 4);
+    b->setValue(208, 4);
+    other->setValue(208, 5); // another trigger word stays
+    std::vector<Instrument*> clones = PrepareAlternates(list);
+    ASSERT_EQ(clones.size(), 1u);
+    EXPECT_NE(list[0], inst);
+    EXPECT_EQ(list[0], clones[0]);
+    ASSERT_EQ(list[0]->ids.size(), 2u); // the emptied second Layer went with its Region
+    EXPECT_EQ(list[0]->layerAt(1)->regionAt(0)->trigger.triggerType, 5);
+    EXPECT_EQ(inst->ids.size(), 3u); // the original is untouched
+    for (Instrument* clone : clones) delete clone;
+}
+
+} // namespace
+} // namespace vaxel
