@@ -539,6 +539,11 @@ TEST(DetectSongs, RowsAreBoundAsDetectorsOnly) {
         ASSERT_GE(row, 0) << WideToUtf8(desc);
         const FormatEntry* e = formatRow(row);
         EXPECT_NE(e->detect, nullptr) << WideToUtf8(desc);
+        // The SMF rows have their reader (and writers) already.
+        if (std::u16string_view(ext) == u"mid" || std::u16string_view(ext) == u"rmi") {
+            EXPECT_NE(e->read, nullptr) << WideToUtf8(desc);
+            continue;
+        }
         EXPECT_EQ(e->read, nullptr) << WideToUtf8(desc);
         EXPECT_EQ(e->write, nullptr) << WideToUtf8(desc);
     }
