@@ -1325,13 +1325,18 @@ void NormalizeArticulation(Collection& collection, FeatureMask features) {
 
 void RunInstrumentLoadOptionsBeforeStereo(Collection& collection) {
     const LoadSettings& load = GlobalSettings().load;
-    if (load.bAutoMoveArticulation) {
-        for (Layer* layer : ItemsOf<Layer>(collection)) moveUpIfEqual(*layer, true, 0, kParamCount, false);
-        for (Instrument* inst : ItemsOf<Instrument>(collection))
+    if (!load.bAutoMoveArticulation && !load.bAutoMoveTriggerParams) return;
+    // Layers are reached through their Instruments: one walk of the
+    // collection instead of one per item type.
+    for (Instrument* inst : ItemsOf<Instrument>(collection)) {
+        std::vector<Layer*> layers = Children<Layer>(*inst);
+        if (load.bAutoMoveArticulation) {
+            for (Layer* layer : layers) moveUpIfEqual(*layer, true, 0, kParamCount, false);
             moveUpIfEqual(*inst, true, 0, kParamCount, false);
+        }
+        if (load.bAutoMoveTriggerParams)
+            for (Layer* layer : layers) moveTriggersUp(*layer, true);
     }
-    if (load.bAutoMoveTriggerParams)
-        for (Layer* layer : ItemsOf<Layer>(collection)) moveTriggersUp(*layer, true);
 }
 
 void RunInstrumentLoadOptionsAfterStereo(Collection& collection) {
