@@ -56,26 +56,6 @@ TEST(TrackEvents, CountsEveryKindOfEventAndStopsAtATruncatedTail) {
     EXPECT_EQ(Count({}), 0u);
 }
 
-TEST(TrackEvents, ScannerDeliversDeltasStatusesAndData) {
-    const Bytes b = {0x83, 0x60, 0x90, 0x3C, 0x40, 0x10, 0x3E, 0x41, 0x00, 0xFF, 0x03, 0x02, 'A', 'B'};
-    const uint8_t* p = b.data();
-    uint8_t running = 0;
-    TrackEvent e;
-    ASSERT_TRUE(NextTrackEvent(p, b.data() + b.size(), running, e));
-    EXPECT_EQ(e.delta, 480u);
-    EXPECT_EQ(e.status, 0x90);
-    EXPECT_FALSE(e.runningStatus);
-    ASSERT_TRUE(NextTrackEvent(p, b.data() + b.size(), running, e));
-    EXPECT_TRUE(e.runningStatus);
-    EXPECT_EQ(e.data[0], 0x3E);
-    ASSERT_TRUE(NextTrackEvent(p, b.data() + b.size(), running, e));
-    EXPECT_EQ(e.metaType, 0x03);
-    ASSERT_EQ(e.length, 2u);
-    EXPECT_EQ(e.data[1], 'B');
-    EXPECT_EQ(p, b.data() + b.size());
-    EXPECT_FALSE(NextTrackEvent(p, b.data() + b.size(), running, e));
-}
-
 TEST(SongModel, DefaultsPortsFixUpAndEmptiness) {
     Collection c;
     c.setText(kInfoSourceFile, u"/music/a.mid");
