@@ -23,6 +23,7 @@
 #include "formats/install.h"
 #include "formats/songs/smf.h"
 #include "model/collection.h"
+#include "model/instrument.h"
 #include "model/last_error.h"
 #include "model/song.h"
 #include "model/text.h"
@@ -645,6 +646,41 @@ TEST(SmfCli, InfoShowsSongAndTrackDetails) {
     EXPECT_NE(out.find("\"name\": \"Lyrics\", \"port\": 0, \"events\": 29, \"channels\": []"),
               std::string::npos);
     EXPECT_NE(out.find("\"events\": 60, \"channels\": [1]"), std::string::npos);
+}
+
+} // namespace
+} // namespace vaxel
+
+namespace vaxel {
+namespace {
+
+// What the harvester of this test was handed, and the instrument it made.
+// Harvesters stay registered for the process: this one acts only while its
+// test runs.
+std::vector<Bytes> gSysEx;
+bool gCollecting = false;
+void CollectSysEx(Collection& collection, const uint8_t* message, size_t length) {
+    if (!gCollecting) return;
+    gSysEx.emplace_back(message, message + length);
+    if (length > 1 && message[0] == 0x43) new Instrument(collection, kNewSerial, u"Yamaha dump");
+}
+
+TEST(SmfReader, HandsEverySysExToTheRegisteredHarvesters) {
+    RegisterSysExHarvester(&CollectSysEx);
+    RegisterSysExHarvester(&CollectSysEx); // once is enough
+    gSysEx.clear();
+    gCollecting = true;
+    const Bytes track = {0x00, 0xF0, 0x05, 0x43, 0x10, 0x4C, 0x00, 0xF7, // a Yamaha-addressed message
+                         0x00, 0x90, 0x3C, 0x40, 0x10, 0x3C, 0x00,       // note on, running status off
+                         0x00, 0xF0, 0x03, 0x7E, 0x7F, 0xF7,             // a universal one
+                         0x00, 0xFF, 0x2F, 0x00};
+    Loaded l = ReadBytes(Cat({Head(0, 1, 96), Chunk("MTrk", track)}));
+    gCollecting = false;
+    ASSERT_EQ(l.result, 1) << l.error;
+    ASSERT_EQ(gSysEx.size(), 2u);
+    EXPECT_EQ(gSysEx[0], (Bytes{0x43, 0x10, 0x4C, 0x00, 0xF7}));
+    EXPECT_EQ(gSysEx[1], (Bytes{0x7E, 0x7F, 0xF7}));
+    EXPECT_EQ(l.collection->count(ItemType::Instrument), 1u);
 }
 
 } // namespace

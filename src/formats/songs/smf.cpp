@@ -19,9 +19,10 @@
 // "RIFF" at 0 and "RMID" at 8 decide detection; a RIFF of any other form type
 // (WAVE, DLS, sfbk, ...) belongs to its own family.
 //
-// Not read yet: a "LIST" "DLS " collection inside an RMID file, and the
-// instrument dumps of SysEx messages (both wait for their instrument readers);
-// the writer rows that embed DLS instruments carry no writer for that reason.
+// Not read yet: a "LIST" "DLS " collection inside an RMID file (it waits for
+// the DLS reader; the writer rows that embed DLS instruments carry no writer
+// for that reason). Instrument dumps in SysEx messages go to the harvesters
+// that families register (RegisterSysExHarvester).
 #include "formats/songs/smf.h"
 
 #include <algorithm>
@@ -43,6 +44,11 @@
 
 namespace vaxel {
 namespace {
+
+std::vector<SysExHarvester>& Harvesters() {
+    static std::vector<SysExHarvester> list;
+    return list;
+}
 
 int DetectMid(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) {
     probe::Bytes b{buffer, bytes};
@@ -188,6 +194,19 @@ class SmfParser {
             masterTaken_ = true;
         }
         TrackMetaScan(*track, *song_, control);
+        HarvestSysEx(*track);
+    }
+
+    void HarvestSysEx(const Track& track) {
+        const std::vector<SysExHarvester>& harvesters = Harvesters();
+        if (harvesters.empty()) return;
+        const uint8_t* p = track.data();
+        const uint8_t* end = p + track.dataLength();
+        uint8_t running = 0;
+        TrackEvent event;
+        while (NextTrackEvent(p, end, running, event))
+            if (event.status == 0xF0)
+                for (SysExHarvester harvest : harvesters) harvest(collection_, event.data, event.length);
     }
 
     Collection& collection_;
@@ -236,6 +255,12 @@ bool HasNotes(const Track& track) {
         if (e.status == 0xFF && e.metaType == 0x2F) return false;
     }
     return false;
+}
+
+void RegisterSysExHarvester(SysExHarvester harvester) {
+    if (!harvester) return;
+    std::vector<SysExHarvester>& list = Harvesters();
+    if (std::find(list.begin(), list.end(), harvester) == list.end()) list.push_back(harvester);
 }
 
 void TrackMetaScan(Track& track, Song& song, bool isControlTrack) {

@@ -31,6 +31,14 @@ bool BuildSmf(const Song& song, std::vector<uint8_t>& out);
 // Reads a track's text meta events into the Track and, for the master or
 // control track, into the Song (fields still empty only).
 void TrackMetaScan(Track& track, Song& song, bool isControlTrack);
+// Step 8 of reading a track: the families that know instrument dumps in
+// System Exclusive messages register a harvester, which is handed the body
+// of every SysEx message of every track read (behind the F0 status, the
+// closing F7 included when present) and adds what it recognises to the
+// collection as Instruments. None is registered until such a family lands.
+using SysExHarvester = void (*)(Collection& collection, const uint8_t* message, size_t length);
+void RegisterSysExHarvester(SysExHarvester harvester);
+
 // The events of a track body (the count of Track::setEvents).
 uint32_t TrackEventCount(const uint8_t* bytes, size_t length);
 // True at the first note-on or note-off (velocity 0 included); false at the
