@@ -1,0 +1,86 @@
+// vaxel-studio: the desktop program. Start and end follow a fixed order:
+// the out-of-memory handler, the settings, the main window, the command line;
+// at the end the background loader stops and the settings are written.
+#include <QApplication>
+#include <QMessageBox>
+#include <cstdio>
+#include <cstdlib>
+#include <new>
+
+#include "app/command_line.h"
+#include "app/main_window.h"
+#include "fileio/open_save.h"
+#include "fileio/wave_loader.h"
+#include "formats/install.h"
+#include "model/collection.h"
+#include "model/last_error.h"
+#include "model/settings.h"
+
+namespace {
+
+constexpr char kOutOfMemory[] = "Out of memory - Vaxel Studio will terminate";
+constexpr char kNoBatch[] = "Batch jobs can't run yet: they arrive with batch conversion. "
+                            "Until then, convert files with the command-line program vaxel.";
+
+// Memory kept back so that the out-of-memory box can still be shown.
+char* g_reserve = nullptr;
+bool g_messages = true;
+
+void OutOfMemory() {
+    delete[] g_reserve;
+    g_reserve = nullptr;
+    std::set_new_handler(nullptr);
+    std::fprintf(stderr, "vaxel-studio: %s\n", kOutOfMemory);
+    if (g_messages && QApplication::instance())
+        QMessageBox::critical(nullptr, QStringLiteral("Error!"), QString::fromUtf8(kOutOfMemory));
+    std::_Exit(EXIT_FAILURE);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    g_reserve = new char[1 << 20];
+    std::set_new_handler(OutOfMemory);
+
+    // Qt takes its own options (-platform, -style, ...) out of argv.
+    QApplication application(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Vaxel Studio"));
+    QApplication::setOrganizationName(QStringLiteral("ZLK-Software"));
+    QApplication::setDesktopFileName(QStringLiteral("vaxel-studio"));
+    QApplication::setWindowIcon(QIcon(QStringLiteral(":/vaxel-studio.svg")));
+
+    vaxel::InstallFormats();
+    vaxel::loadSettings(vaxel::GlobalSettings());
+
+    int result = EXIT_SUCCESS;
+    {
+        vaxel::Collection collection;
+        vaxel::app::MainWindow window(collection);
+
+        std::vector<std::string> tokens(argv + 1, argv + argc);
+        const vaxel::app::CommandLine line = vaxel::app::ParseCommandLine(tokens);
+        g_messages = !line.noMessages;
+        window.setMessagesEnabled(g_messages);
+
+        if (line.batch) {
+            vaxel::SetLastError(kNoBatch);
+            std::fprintf(stderr, "vaxel-studio: %s\n", kNoBatch);
+            if (g_messages)
+                QMessageBox::critical(nullptr, QStringLiteral("Error!"), QString::fromUtf8(kNoBatch));
+            result = 2;
+        } else {
+            window.show();
+            for (size_t i = 0; i < line.paths.size(); ++i) {
+                window.dispatch(i == 0 ? vaxel::kCommandOpen : vaxel::kCommandMerge, nullptr,
+                                QStringList{QString::fromStdString(line.paths[i])});
+            }
+            result = QApplication::exec();
+        }
+
+        vaxel::ClearLastError();
+        vaxel::BackgroundLoader::Stop();
+        vaxel::saveSettings(vaxel::GlobalSettings());
+    }
+    delete[] g_reserve;
+    return result;
+}
