@@ -192,7 +192,17 @@ void MainWindow::saveCollection() {
     const int row = collection_.sourceFormat;
     const std::u16string path = collection_.text(kInfoSourceFile) ? collection_.text(kInfoSourceFile) : u"";
     uint32_t param = 0;
-    if (row < 0 || path.empty() || !itemAllowed(row, int(ItemType::Collection)) || !capsOf(row, &param)) {
+    // What the source row can hold: the collection itself, or (a wave
+    // format) the one Waveform of a collection that holds nothing else.
+    CollectionItem* item = nullptr;
+    if (row >= 0 && !path.empty() && capsOf(row, &param)) {
+        if (itemAllowed(row, int(ItemType::Collection)))
+            item = &collection_;
+        else if (itemAllowed(row, int(ItemType::Waveform)) && collection_.count(ItemType::Waveform) == 1 &&
+                 !collection_.count(ItemType::Instrument) && !collection_.count(ItemType::Song))
+            item = collection_.first(ItemType::Waveform);
+    }
+    if (!item) {
         saveItemCommand(&collection_);
         return;
     }
@@ -204,7 +214,7 @@ void MainWindow::saveCollection() {
         WriteOptions options;
         applyDataFormatChoice(row, kAutoCoding, options);
         applyChannelChoice(row, 0, options);
-        ok = saveFile(&collection_, std::filesystem::path(WideToUtf8(path)), row, options, true);
+        ok = saveFile(item, std::filesystem::path(WideToUtf8(path)), row, options, true);
     }
     QApplication::restoreOverrideCursor();
     if (!ok) showError(Text(LastError()));

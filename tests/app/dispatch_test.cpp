@@ -1,0 +1,124 @@
+// What the main window's commands do to the collection: open, merge, the
+// failure of an open, clear, and saving the collection back to its file.
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QStringList>
+
+#include "app/app_test_support.h"
+#include "app/collection_models.h"
+#include "app/commands.h"
+#include "app/main_window.h"
+#include "fileio/format_table.h"
+#include "fileio/open_save.h"
+#include "formats/install.h"
+#include "model/collection.h"
+#include "model/last_error.h"
+#include "model/settings.h"
+#include "model/text.h"
+#include "model/waveform.h"
+
+namespace vaxel::app {
+namespace {
+
+QStringList Paths(std::initializer_list<std::filesystem::path> paths) {
+    QStringList list;
+    for (const auto& p : paths) list << QString::fromStdString(p.string());
+    return list;
+}
+
+bool InRecent(const std::filesystem::path& path) {
+    for (const std::u16string& entry : GlobalSettings().app.LastFilesW)
+        if (WideToUtf8(entry) == path.string()) return true;
+    return false;
+}
+
+class DispatchTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        InstallFormats();
+        GlobalSettings() = Settings{};
+        GlobalSettings().app.bAsyncWaveLoad = false;
+        window_.setMessagesEnabled(false); // no box may wait for a click here
+    }
+    // An open makes the file's folder the current one; the folder goes.
+    void TearDown() override { std::filesystem::current_path(std::filesystem::temp_directory_path()); }
+    test::TempDir dir_;
+    Collection collection_;
+    MainWindow window_{collection_};
+};
+
+TEST_F(DispatchTest, OpenReplacesMergeAddsAndClearEmpties) {
+    const auto a = test::MakeWave(dir_, "alpha.wav", 44100, 2);
+    const auto b = test::MakeWave(dir_, "beta.wav", 22050, 1);
+    ASSERT_FALSE(a.empty());
+    ASSERT_FALSE(b.empty());
+
+    ASSERT_TRUE(window_.dispatch(kCmdOpen, nullptr, Paths({a})));
+    ASSERT_EQ(collection_.count(ItemType::Waveform), 1u);
+    EXPECT_EQ(WideToUtf8(collection_.name()), "alpha");
+    EXPECT_EQ(window_.waveModel()->rowCount(), 1);
+    EXPECT_TRUE(InRecent(a));
+
+    window_.dispatch(kCmdMerge, nullptr, Paths({b}));
+    EXPECT_EQ(collection_.count(ItemType::Waveform), 2u);
+    EXPECT_EQ(window_.waveModel()->rowCount(), 2);
+    EXPECT_EQ(GlobalSettings().app.LastFilesW.front(), Utf8ToWide(b.string()));
+
+    // An open of several paths opens the first and merges the others.
+    window_.dispatch(kCmdOpen, nullptr, Paths({b, a, a}));
+    EXPECT_EQ(WideToUtf8(collection_.name()), "beta");
+    EXPECT_GE(collection_.count(ItemType::Waveform), 2u);
+
+    window_.dispatch(kCmdClearAll);
+    EXPECT_EQ(collection_.count(ItemType::Waveform), 0u);
+    EXPECT_EQ(window_.waveModel()->rowCount(), 0);
+}
+
+TEST_F(DispatchTest, AFailedOpenEmptiesTheCollectionAndLeavesTheRecentList) {
+    const auto a = test::MakeWave(dir_, "alpha.wav");
+    ASSERT_FALSE(a.empty());
+    window_.dispatch(kCmdOpen, nullptr, Paths({a}));
+    ASSERT_EQ(collection_.count(ItemType::Waveform), 1u);
+
+    const auto empty = dir_ / "empty.wav";
+    test::WriteFile(empty, std::string());
+    AddRecentFile(GlobalSettings(), Utf8ToWide(empty.string()));
+    window_.dispatch(kCmdOpen, nullptr, Paths({empty}));
+    EXPECT_EQ(std::string(LastErrorUtf8()), "File is of zero size");
+    EXPECT_FALSE(InRecent(empty));
+    EXPECT_TRUE(InRecent(a));
+    EXPECT_EQ(window_.waveModel()->rowCount(), int(collection_.count(ItemType::Waveform)));
+}
+
+TEST_F(DispatchTest, SaveCollectionWritesBackToTheSourceFile) {
+    const auto a = test::MakeWave(dir_, "alpha.wav", 48000, 2, 0.5);
+    ASSERT_FALSE(a.empty());
+    window_.dispatch(kCmdOpen, nullptr, Paths({a}));
+    ASSERT_EQ(collection_.count(ItemType::Waveform), 1u);
+    // An old time stamp tells whether the file was written anew.
+    const auto old = std::filesystem::file_time_type::clock::now() - std::chrono::hours(48);
+    std::filesystem::last_write_time(a, old);
+
+    window_.dispatch(kCmdSaveCollection);
+    ASSERT_TRUE(std::filesystem::exists(a)) << LastErrorUtf8();
+    EXPECT_GT(std::filesystem::last_write_time(a), old) << LastErrorUtf8();
+
+    Collection reread;
+    ASSERT_TRUE(openFile(reread, a, true)) << LastErrorUtf8();
+    auto* back = static_cast<Waveform*>(reread.first(ItemType::Waveform));
+    ASSERT_NE(back, nullptr);
+    EXPECT_EQ(back->frames, 24000u);
+    EXPECT_EQ(back->channels, 2);
+    EXPECT_EQ(back->sampleRate, 48000u);
+}
+
+} // namespace
+} // namespace vaxel::app
+
+int main(int argc, char** argv) {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication application(argc, argv);
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
