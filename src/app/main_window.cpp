@@ -230,6 +230,8 @@ CollectionItem* MainWindow::selectedItem() const {
 void MainWindow::refresh() {
     treeModel_->rebuild();
     waveModel_->rebuild();
+    // A small collection opens with its first level shown.
+    if (treeModel_->rowCount() <= 20) tree_->expandToDepth(0);
     QString title = QStringLiteral("Vaxel Studio");
     if (collection_.size() > 1)
         title = QString::fromUtf16(collection_.name()) + QStringLiteral(" - ") + title;
@@ -324,7 +326,9 @@ void MainWindow::openPaths(int command, const QStringList& paths) {
     for (qsizetype i = 0; i < paths.size(); ++i) {
         // An open of several files opens the first and merges the rest.
         const int step = (command == kCmdOpen && i > 0) ? kCmdMerge : command;
-        openCommand(collection_, PathOf(paths[i]), step, false);
+        // An open makes the file's folder the current one: a relative path
+        // is resolved before it.
+        openCommand(collection_, PathOf(QFileInfo(paths[i]).absoluteFilePath()), step, false);
     }
     QApplication::restoreOverrideCursor();
     refresh();
