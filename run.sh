@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Sets up everything, builds, and runs the command-line program. With no
-# arguments it shows what it finds in the bundled example files; any
+# arguments it opens the bundled example files in Vaxel Studio when a display
+# is there, and otherwise shows what it finds in them; any
 # arguments go to `vaxel` as they are (try ./run.sh --help).
 set -euo pipefail
 cd "$(dirname "$0")"
@@ -15,6 +16,12 @@ fi
 
 examples=build/examples/files
 build/examples/make_examples "$examples"
+
+# With a display, the desktop program opens the examples: the song first,
+# the waves merged into it.
+if [ -n "${DISPLAY:-}" ] && ninja -C build vaxel-studio >/dev/null 2>&1 && [ -x build/src/app/vaxel-studio ]; then
+  exec build/src/app/vaxel-studio "$PWD/$examples/arpeggio.mid" "$PWD/$examples/pad-with-loops.wav" "$PWD/$examples/tone.wav"
+fi
 vaxel=build/src/vaxel
 
 echo "== vaxel detect: the format of each example file" >&2
