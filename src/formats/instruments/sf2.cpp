@@ -1,4 +1,4 @@
-// SoundFont banks: detection of sf2, sf3 (compressed samples), sf2pack,
+// SoundFont banks: reading of sf2 and sbk, detection of sf2, sf3 (compressed samples), sf2pack,
 // sbk (version 1) and sfArk archives.
 //
 // A bank is a little-endian RIFF form "sfbk" ("sfpk" for the packed
@@ -14,8 +14,14 @@
 // other bytes (a self-extractor), so the signature is searched: the text
 // "sfArk" stands 26 bytes into the head, the compression method byte follows
 // it (0..8) and then a 16-bit file type that is 0 for a SoundFont.
+#include <cstdio>
+#include <cstdlib>
+
 #include "formats/instruments/detect_helpers.h"
 #include "formats/instruments/instruments_formats.h"
+#include "formats/instruments/sf2.h"
+#include "model/decode_ids.h"
+#include "model/waveform.h"
 
 namespace vaxel {
 
@@ -45,7 +51,7 @@ int DetectSf2Pack(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t, int) 
     return SoundFontForm(View(buffer, bytes), "sfpk", 2);
 }
 
-constexpr size_t kSfArkSignatureAt = 26;   // within the archive head
+constexpr size_t kSfArkSignatureAt = 26; // within the archive head
 constexpr size_t kSfArkSearchWindow = 131072;
 constexpr uint64_t kSfArkMinimumFile = 42; // the head up to the file name
 
@@ -63,12 +69,23 @@ int DetectSfArk(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t fileSize
     return score;
 }
 
+// A row with its reader and detector in one bind; a refused bind is a
+// programming error.
+void BindReader(const char16_t* extension, const char16_t* description, ReadRoutine read,
+                DetectRoutine detect) {
+    if (!bindFormat(extension, description, {read, nullptr, detect, nullptr})) {
+        std::fprintf(stderr, "vaxel: SoundFont formats: cannot bind a row\n");
+        std::abort();
+    }
+}
+
 } // namespace
 
 void InstallSoundFontFormats() {
     using instruments::BindDetector;
-    BindDetector(u"sbk", u"SoundFont v1", &DetectSbk);
-    BindDetector(u"sf2", u"SoundFont v2 bank", &DetectSf2);
+    RegisterDecodeRoutine(decode_id::kSf2Sm24, &Sf2Decode24);
+    BindReader(u"sbk", u"SoundFont v1", &ReadSbk, &DetectSbk);
+    BindReader(u"sf2", u"SoundFont v2 bank", &ReadSf2, &DetectSf2);
     BindDetector(u"sf2pack", u"MIDI Converter Studio", &DetectSf2Pack);
     BindDetector(u"sf3", u"Compressed SoundFont", &DetectSf3);
     BindDetector(u"sfark", u"Melody Machine SF", &DetectSfArk);

@@ -1,0 +1,20 @@
+#pragma once
+// SoundFont banks: the readers of version 2 (sf2) and version 1 (sbk) banks.
+#include <cstdint>
+
+namespace vaxel {
+
+class Collection;
+class FileObject;
+class Waveform;
+
+// Reads a RIFF sfbk bank of major version 2 or 3 (the plain samples of a
+// version 3 bank are read; compressed ones are skipped).
+int ReadSf2(Collection& collection, FileObject& file, uint32_t flags);
+// The same walk for a version 1 bank.
+int ReadSbk(Collection& collection, FileObject& file, uint32_t flags);
+// The decode routine of 24-bit samples: 16-bit words in smpl and the low
+// bytes in sm24 (the wave's readerWide holds their offset).
+int Sf2Decode24(Waveform& wave, FileObject& file, bool showProgress);
+
+} // namespace vaxel
