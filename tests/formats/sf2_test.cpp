@@ -29,7 +29,6 @@ namespace vaxel {
 namespace {
 
 namespace fs = std::filesystem;
-const fs::path kBank = "/usr/share/sounds/sf2/TimGM6mb.sf2";
 
 struct Loaded {
     std::unique_ptr<Collection> collection;
@@ -172,26 +171,34 @@ Dump RunSf2Dump(const fs::path& bank) {
 
 // ---------------------------------------------------------------- the bank
 
-class TimBank : public ::testing::Test {
-  protected:
-    static void SetUpTestSuite() {
-        loaded_ = new Loaded(LoadPath(kBank));
-        dump_ = new Dump(RunSf2Dump(kBank));
-    }
-    static void TearDownTestSuite() {
-        delete loaded_;
-        delete dump_;
-    }
-    static Loaded* loaded_;
-    static Dump* dump_;
-};
-Loaded* TimBank::loaded_ = nullptr;
-Dump* TimBank::dump_ = nullptr;
+// The real banks: TimGM6mb as Debian installs it, and the small bank from
+// HammerSound in tests/data. Each is read and dumped once.
+fs::path BankPath(const std::string& which) {
+    return which == "TimGM6mb" ? fs::path("/usr/share/sounds/sf2/TimGM6mb.sf2")
+                               : test::DataDir() / "instruments/sf2/VintageDreamsWaves-v2.sf2";
+}
 
-TEST_F(TimBank, EverySampleAsSf2DumpHasIt) {
+class RealBank : public ::testing::TestWithParam<std::string> {
+  protected:
+    void SetUp() override {
+        static std::map<std::string, std::pair<Loaded, Dump>> cache;
+        auto it = cache.find(GetParam());
+        if (it == cache.end())
+            it = cache
+                     .emplace(GetParam(), std::make_pair(LoadPath(BankPath(GetParam())),
+                                                         RunSf2Dump(BankPath(GetParam()))))
+                     .first;
+        loaded_ = &it->second.first;
+        dump_ = &it->second.second;
+    }
+    Loaded* loaded_ = nullptr;
+    Dump* dump_ = nullptr;
+};
+
+TEST_P(RealBank, EverySampleAsSf2DumpHasIt) {
     ASSERT_EQ(loaded_->result, 1) << loaded_->error;
     std::vector<Waveform*> waves = Waves(*loaded_->collection);
-    ASSERT_GT(dump_->samples.size(), 500u);
+    ASSERT_GT(dump_->samples.size(), 10u);
     ASSERT_EQ(waves.size(), dump_->samples.size());
     int looped = 0;
     for (size_t i = 0; i < waves.size(); ++i) {
@@ -212,13 +219,13 @@ TEST_F(TimBank, EverySampleAsSf2DumpHasIt) {
             ++looped;
         }
     }
-    EXPECT_GT(looped, 400);
+    EXPECT_GT(looped, int(waves.size()) / 2);
 }
 
 // Decodes a wave straight from the bank file.
-std::vector<float> Decode(Waveform& w) {
+std::vector<float> Decode(Waveform& w, const fs::path& bank) {
     FileObject file;
-    EXPECT_TRUE(file.Open(kBank, FileObject::kRead));
+    EXPECT_TRUE(file.Open(bank, FileObject::kRead));
     EXPECT_TRUE(file.Seek(w.sourceOffset));
     EXPECT_TRUE(w.decodeRoutine && w.decodeRoutine(w, file, false)) << LastErrorUtf8();
     const SampleBlock* b = w.samples();
@@ -226,16 +233,16 @@ std::vector<float> Decode(Waveform& w) {
     return std::vector<float>(b->data, b->data + b->sampleCount());
 }
 
-TEST_F(TimBank, SamplesDecodeAsSf2ExtractWritesThem) {
+TEST_P(RealBank, SamplesDecodeAsSf2ExtractWritesThem) {
     ASSERT_EQ(loaded_->result, 1) << loaded_->error;
     test::RequireTool("sf2extract");
     test::TempDir dir;
     std::vector<Waveform*> waves = Waves(*loaded_->collection);
-    for (size_t index : {size_t(1), size_t(11), size_t(300), waves.size() - 1}) {
+    for (size_t index : {size_t(1), size_t(11), waves.size() / 2, waves.size() - 1}) {
         Waveform& w = *waves[index];
         SCOPED_TRACE(Utf8(w.name()));
         // sf2extract counts samples from 1.
-        ASSERT_EQ(test::Run("sf2extract " + test::Quote(kBank.string()) + " " +
+        ASSERT_EQ(test::Run("sf2extract " + test::Quote(BankPath(GetParam()).string()) + " " +
                             test::Quote(dir.path().string()) + " " + std::to_string(index + 1)),
                   0);
         fs::path wav = dir / (std::to_string(index + 1) + "_" + Utf8(w.name()) + ".wav");
@@ -245,7 +252,7 @@ TEST_F(TimBank, SamplesDecodeAsSf2ExtractWritesThem) {
         std::vector<short> ref(size_t(info.frames));
         ref.resize(size_t(sf_readf_short(f, ref.data(), info.frames)));
         sf_close(f);
-        std::vector<float> ours = Decode(w);
+        std::vector<float> ours = Decode(w, BankPath(GetParam()));
         ASSERT_EQ(ours.size(), ref.size());
         size_t differ = 0;
         for (size_t i = 0; i < ref.size(); ++i) differ += ours[i] * 32768.0f != float(ref[i]);
@@ -253,7 +260,7 @@ TEST_F(TimBank, SamplesDecodeAsSf2ExtractWritesThem) {
     }
 }
 
-TEST_F(TimBank, PresetZonesBecomeRegionsWithSf2DumpRanges) {
+TEST_P(RealBank, PresetZonesBecomeRegionsWithSf2DumpRanges) {
     ASSERT_EQ(loaded_->result, 1) << loaded_->error;
     std::map<std::string, const DumpInstrument*> byName;
     for (const DumpInstrument& i : dump_->instruments) byName.emplace(i.name, &i);
@@ -291,8 +298,29 @@ TEST_F(TimBank, PresetZonesBecomeRegionsWithSf2DumpRanges) {
         std::sort(got.begin(), got.end());
         EXPECT_EQ(got, expected);
     }
-    EXPECT_GT(drums, 0);
-    EXPECT_GT(regions, 1000u);
+    if (GetParam() == "TimGM6mb") {
+        EXPECT_GT(drums, 0);
+        EXPECT_GT(regions, 1000u);
+    }
+    EXPECT_GT(regions, 0u);
+}
+
+// sf2dump refuses VintageDreams (its first sample is a ROM sample whose
+// offsets lie outside the file), so the oracle runs on TimGM6mb; the ROM
+// case has a test of its own.
+INSTANTIATE_TEST_SUITE_P(Sf2, RealBank, ::testing::Values("TimGM6mb"));
+
+TEST(Sf2Rom, RomSamplesAreSkippedAndTheRestOfTheBankReads) {
+    Loaded l = LoadPath(BankPath("VintageDreams"));
+    ASSERT_EQ(l.result, 1) << l.error;
+    std::vector<Waveform*> waves = Waves(*l.collection);
+    ASSERT_EQ(waves.size(), 123u); // 124 records, the ROM "SineWave" left out
+    EXPECT_EQ(Utf8(waves[0]->name()), "FM4-0440");
+    EXPECT_EQ(waves[0]->frames, 108u);
+    std::vector<Instrument*> list = Instruments(*l.collection);
+    EXPECT_EQ(list.size(), 136u);
+    for (Instrument* inst : list)
+        for (Region* r : Regions(*inst)) EXPECT_TRUE(r->waveform()) << Utf8(inst->name());
 }
 
 // ---------------------------------------------------------------- small banks
