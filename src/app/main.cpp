@@ -3,6 +3,8 @@
 // at the end the background loader stops and the settings are written.
 #include <QApplication>
 #include <QMessageBox>
+#include <QPalette>
+#include <QStyle>
 #include <cstdio>
 #include <cstdlib>
 #include <new>
@@ -36,6 +38,33 @@ void OutOfMemory() {
     std::_Exit(EXIT_FAILURE);
 }
 
+// app.eDarkMode: 0 follows the desktop's style, 1 light, 2 dark (a palette
+// of the Fusion style, which honours every role of it).
+void ApplyColourScheme(int mode) {
+    if (mode != 1 && mode != 2) return;
+    QApplication::setStyle(QStringLiteral("Fusion"));
+    QPalette palette = QApplication::style()->standardPalette();
+    if (mode == 2) {
+        const QColor window(45, 45, 48), base(30, 30, 30), text(220, 220, 220), highlight(42, 130, 218);
+        palette.setColor(QPalette::Window, window);
+        palette.setColor(QPalette::WindowText, text);
+        palette.setColor(QPalette::Base, base);
+        palette.setColor(QPalette::AlternateBase, window);
+        palette.setColor(QPalette::ToolTipBase, window);
+        palette.setColor(QPalette::ToolTipText, text);
+        palette.setColor(QPalette::Text, text);
+        palette.setColor(QPalette::Button, window);
+        palette.setColor(QPalette::ButtonText, text);
+        palette.setColor(QPalette::Highlight, highlight);
+        palette.setColor(QPalette::HighlightedText, Qt::white);
+        palette.setColor(QPalette::Link, highlight);
+        palette.setColor(QPalette::Disabled, QPalette::Text, QColor(120, 120, 120));
+        palette.setColor(QPalette::Disabled, QPalette::WindowText, QColor(120, 120, 120));
+        palette.setColor(QPalette::Disabled, QPalette::ButtonText, QColor(120, 120, 120));
+    }
+    QApplication::setPalette(palette);
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -51,6 +80,7 @@ int main(int argc, char** argv) {
 
     vaxel::InstallFormats();
     vaxel::loadSettings(vaxel::GlobalSettings());
+    ApplyColourScheme(vaxel::GlobalSettings().app.eDarkMode);
 
     int result = EXIT_SUCCESS;
     {

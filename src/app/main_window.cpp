@@ -186,6 +186,18 @@ void MainWindow::buildMenus() {
     QMenu* tools = menuBar()->addMenu(QStringLiteral("&Tools"));
     AddCommand(tools, QStringLiteral("Replace waveforms…"), kCmdReplaceWaves);
 
+    QMenu* help = menuBar()->addMenu(QStringLiteral("&Help"));
+    help->addAction(QStringLiteral("About Vaxel Studio…"), this, [this] {
+        QMessageBox::about(
+            this, QStringLiteral("About Vaxel Studio"),
+            QStringLiteral("Vaxel Studio v%1\n\nA workstation and universal converter for sampled "
+                           "sound.\n\n%2 file formats: %3 with a reader, %4 with a writer.")
+                .arg(QString::fromLatin1(kSettingsVersion))
+                .arg(formatCount)
+                .arg(readerCount())
+                .arg(writerCount()));
+    });
+
     for (QMenu* menu : {file, tools}) {
         connect(menu, &QMenu::triggered, this, [this](QAction* action) {
             // The recent entries carry a path, the commands their number.

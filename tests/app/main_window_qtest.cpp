@@ -3,6 +3,7 @@
 // their commands, and a drop opens the first file and merges the rest.
 #include <QAbstractItemModelTester>
 #include <QDropEvent>
+#include <QElapsedTimer>
 #include <QMimeData>
 #include <QProcess>
 #include <QSignalSpy>
@@ -133,6 +134,23 @@ class MainWindowTest : public QObject {
         QVERIFY(tree->data(region).isNull());
         window.refresh();
         QCOMPARE(tree->rowCount(tree->index(1, 0, tree->index(1, 0))), 1);
+    }
+
+    void hundredThousandWavesListAtOnce() {
+        Collection collection;
+        for (int i = 0; i < 100000; ++i) QVERIFY(collection.create(MakeId(ItemType::Waveform, kNewSerial)));
+        MainWindow window(collection);
+        window.show();
+        QElapsedTimer timer;
+        timer.start();
+        window.refresh();
+        window.waveView()->scrollToBottom();
+        QApplication::processEvents();
+        const qint64 ms = timer.elapsed();
+        qInfo("100000 waves: rebuilt and scrolled to the end in %lld ms", ms);
+        QCOMPARE(window.waveModel()->rowCount(), 100000);
+        const QModelIndex last = window.waveModel()->index(99999, WaveListModel::kName);
+        QCOMPARE(window.waveModel()->itemAt(last)->id, collection.first(ItemType::Waveform)->id + 99999);
     }
 
     void acceleratorsReachTheirCommands() {
