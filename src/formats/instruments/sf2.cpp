@@ -69,11 +69,11 @@ int DetectSfArk(const uint8_t* buffer, uint32_t, size_t bytes, uint64_t fileSize
     return score;
 }
 
-// A row with its reader and detector in one bind; a refused bind is a
-// programming error.
+// A row with its reader, writer and detector in one bind; a refused bind is
+// a programming error.
 void BindReader(const char16_t* extension, const char16_t* description, ReadRoutine read,
-                DetectRoutine detect) {
-    if (!bindFormat(extension, description, {read, nullptr, detect, nullptr})) {
+                DetectRoutine detect, WriteRoutine write = nullptr) {
+    if (!bindFormat(extension, description, {read, write, detect, nullptr})) {
         std::fprintf(stderr, "vaxel: SoundFont formats: cannot bind a row\n");
         std::abort();
     }
@@ -85,7 +85,7 @@ void InstallSoundFontFormats() {
     using instruments::BindDetector;
     RegisterDecodeRoutine(decode_id::kSf2Sm24, &Sf2Decode24);
     BindReader(u"sbk", u"SoundFont v1", &ReadSbk, &DetectSbk);
-    BindReader(u"sf2", u"SoundFont v2 bank", &ReadSf2, &DetectSf2);
+    BindReader(u"sf2", u"SoundFont v2 bank", &ReadSf2, &DetectSf2, &WriteSf2);
     BindDetector(u"sf2pack", u"MIDI Converter Studio", &DetectSf2Pack);
     BindDetector(u"sf3", u"Compressed SoundFont", &DetectSf3);
     BindDetector(u"sfark", u"Melody Machine SF", &DetectSfArk);

@@ -1,0 +1,262 @@
+// SoundFont bank writer: a Collection's Instruments (or one Instrument) as a
+// version 2.1 bank of 16-bit samples. Each Instrument becomes one preset with
+// a single zone naming one instrument of the same name; each Region one
+// instrument zone, two for a stereo wave (its sides are a linked pair of
+// mono samples, panned hard left and right). Generators are written only
+// where they differ from the standard's defaults; the articulation goes
+// through the inverse of the reader's conversion, as far as the reader
+// takes it.
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "fileio/chunk.h"
+#include "fileio/file_object.h"
+#include "fileio/names.h"
+#include "fileio/sample_coding.h"
+#include "fileio/wave_loader.h"
+#include "formats/instruments/sf2.h"
+#include "model/collection.h"
+#include "model/instrument.h"
+#include "model/last_error.h"
+#include "model/text.h"
+#include "model/waveform.h"
+
+namespace vaxel {
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+void Put16(Bytes& o, uint32_t v) {
+    o.push_back(uint8_t(v));
+    o.push_back(uint8_t(v >> 8));
+}
+void Put32(Bytes& o, uint32_t v) {
+    Put16(o, v & 0xFFFF);
+    Put16(o, v >> 16);
+}
+// A name fitted to the 20-byte field; a side of a stereo pair keeps its
+// channel letter at the end.
+void PutName(Bytes& o, const char16_t* name, char16_t side = 0) {
+    std::u16string text(name);
+    if (side) text += std::u16string(u" ") + side;
+    char field[20] = {};
+    FitNameToField(field, 20, text.c_str(), -1, side != 0, kPadZeros, true);
+    o.insert(o.end(), field, field + 20);
+}
+void PutTerminal(Bytes& o, const char* name) {
+    char field[20] = {};
+    std::memcpy(field, name, std::strlen(name));
+    o.insert(o.end(), field, field + 20);
+}
+void Chunk(Bytes& o, const char* id, const Bytes& body) {
+    o.insert(o.end(), id, id + 4);
+    Put32(o, uint32_t(body.size()));
+    o.insert(o.end(), body.begin(), body.end());
+    if (body.size() & 1) o.push_back(0);
+}
+Bytes List(const char* type, const Bytes& body) {
+    Bytes l(type, type + 4);
+    l.insert(l.end(), body.begin(), body.end());
+    return l;
+}
+
+int16_t Clamp16(double v) {
+    return int16_t(std::clamp<double>(std::lround(v), -32768, 32767));
+}
+int SecondsToTimeCents(float t) {
+    return t <= 0.0f ? -12000 : std::clamp<int>(int(std::lround(1200 * std::log2(double(t)))), -11999, 32767);
+}
+int HzToCents(float f) {
+    return f >= 20000.0f ? 13500
+                         : std::clamp<int>(int(std::lround(std::log(f / 8.176) / 0.0005776227)), 1500, 13500);
+}
+
+struct Sample {
+    const Waveform* wave;
+    int channel; // 0 mono or left, 1 right
+};
+
+// The generators of one instrument zone, by the reader's conversion turned
+// around: values equal to the defaults are left out.
+void ZoneGenerators(const Region& region, const Waveform& wave, int pan, Bytes& igen, Bytes& imod) {
+    const float* v = region.articulation.values;
+    auto gen = [&](int g, int value) {
+        Put16(igen, uint16_t(g));
+        Put16(igen, uint16_t(int16_t(value)));
+    };
+    gen(43, region.trigger.keyLow | region.trigger.keyHigh << 8);
+    if (region.trigger.velocityLow != 0 || region.trigger.velocityHigh != 127)
+        gen(44, region.trigger.velocityLow | region.trigger.velocityHigh << 8);
+
+    float tuning = v[kParamTuning];
+    int coarse = int(std::trunc(tuning));
+    int fine = int(std::lround((tuning - coarse) * 100));
+    if (coarse) gen(51, coarse);
+    if (fine) gen(52, fine);
+    int attenuation = int(std::lround(v[kParamVolume] / -0.04f));
+    if (attenuation) gen(48, std::clamp(attenuation, -1440, 1440));
+    int panValue = pan ? pan : int(std::lround(v[kParamPan] / 0.002f));
+    if (panValue) gen(17, std::clamp(panValue, -500, 500));
+    int scale = int(std::lround(v[kParamKeyToPitch] * 100));
+    if (scale != 100) gen(56, scale);
+
+    // Volume envelope: the reader's delay, attack, hold, decay and release.
+    const int env[5][2] = {{33, EnvRow(kEnvVolume, kEnvA1Time)},
+                           {34, EnvRow(kEnvVolume, kEnvA2Time)},
+                           {35, EnvRow(kEnvVolume, kEnvD1Time)},
+                           {36, EnvRow(kEnvVolume, kEnvD2Time)},
+                           {38, EnvRow(kEnvVolume, kEnvR1Rate)}};
+    for (auto [g, row] : env) {
+        int tc = SecondsToTimeCents(v[row]);
+        if (tc != -12000) gen(g, tc);
+    }
+    int sustain = int(std::lround((1.0f - v[EnvRow(kEnvVolume, kEnvSustain)]) * 960));
+    if (sustain > 0) gen(37, sustain);
+
+    if (v[kParamFilterType] == 2.0f) {
+        // The reader lifted the cutoff to the centre of the velocity range
+        // and kept half the depth; undo both.
+        float velocity = v[26];
+        gen(8, HzToCents(float(v[kParamCutoff] / std::exp(velocity * 0.057762265))));
+        if (v[kParamResonance] > 0) gen(9, int(std::lround(v[kParamResonance] * 10)));
+        int amount = int(std::lround(velocity * -200));
+        if (amount != -2400) {
+            Put16(imod, 0x0502), Put16(imod, 8), Put16(imod, uint16_t(int16_t(amount))), Put16(imod, 0),
+                Put16(imod, 0);
+        }
+    }
+    if (region.trigger.exclusionGroup) gen(57, region.trigger.exclusionGroup);
+    if (region.rootOverride >= 0) gen(58, region.rootOverride);
+    if (getLoop(region, &wave).loopType != 0) gen(54, 1);
+}
+
+} // namespace
+
+int WriteSf2(CollectionItem& item, FileObject& file, const WriteOptions&) {
+    std::vector<Instrument*> instruments;
+    if (item.type() == ItemType::Collection) {
+        for (Instrument* i : ItemsOf<Instrument>(item.collection())) instruments.push_back(i);
+    } else if (item.type() == ItemType::Instrument) {
+        instruments.push_back(static_cast<Instrument*>(&item));
+    } else {
+        return SetLastError("The file format can not save this item"), 0;
+    }
+    if (!ensureSamples(&item)) return 0;
+
+    // Samples in the order of first use; a stereo wave gives two.
+    std::map<const Waveform*, uint32_t> firstSample;
+    std::vector<Sample> samples;
+    for (Instrument* inst : instruments)
+        for (uint32_t l = 0; Layer* layer = inst->layerAt(l); ++l)
+            for (uint32_t r = 0; Region* region = layer->regionAt(r); ++r) {
+                const Waveform* w = region->waveform();
+                if (!w || w->frames == 0 || firstSample.count(w)) continue;
+                firstSample[w] = uint32_t(samples.size());
+                samples.push_back({w, 0});
+                if (w->channels == 2) samples.push_back({w, 1});
+            }
+
+    Bytes smpl, shdr;
+    for (size_t s = 0; s < samples.size(); ++s) {
+        const Waveform& w = *samples[s].wave;
+        const SampleBlock* block = w.samples();
+        if (!block) return SetLastError("Out of memory"), 0;
+        uint32_t start = uint32_t(smpl.size() / 2);
+        for (uint32_t f = 0; f < w.frames; ++f) {
+            float x = block->data[size_t(f) * block->channels +
+                                  std::min<int>(samples[s].channel, block->channels - 1)];
+            Put16(smpl, uint16_t(Clamp16(double(std::clamp(x, -1.0f, 1.0f)) * 32768.0)));
+        }
+        smpl.resize(smpl.size() + 92, 0); // 46 zero samples behind each
+        uint32_t loopStart = start, loopEnd = start;
+        if (const LoopRecord* loop = w.mainLoop()) {
+            loopStart = start + std::min(loop->start, w.frames);
+            loopEnd = start + std::min(loop->end, w.frames);
+        }
+        PutName(shdr, w.name(), w.channels == 2 ? (samples[s].channel ? u'R' : u'L') : 0);
+        Put32(shdr, start), Put32(shdr, start + w.frames), Put32(shdr, loopStart), Put32(shdr, loopEnd);
+        Put32(shdr, w.sampleRate);
+        shdr.push_back(w.rootKey);
+        shdr.push_back(uint8_t(w.fineTune));
+        uint16_t link = 0, type = 1;
+        if (w.channels == 2) {
+            link = uint16_t(samples[s].channel ? s - 1 : s + 1);
+            type = samples[s].channel ? 2 : 4;
+        }
+        Put16(shdr, link), Put16(shdr, type);
+    }
+    PutTerminal(shdr, "EOS");
+    shdr.resize(shdr.size() + 26, 0);
+
+    Bytes phdr, pbag, pmod, pgen, inst, ibag, imod, igen;
+    for (size_t i = 0; i < instruments.size(); ++i) {
+        Instrument& in = *instruments[i];
+        PutName(phdr, in.name());
+        uint32_t bank = in.majorBank() | in.minorBank() << 7;
+        if (in.isDrumKit() && bank == 0) bank = 128;
+        Put16(phdr, in.program()), Put16(phdr, bank), Put16(phdr, uint32_t(pbag.size() / 4));
+        Put32(phdr, 0), Put32(phdr, 0), Put32(phdr, 0);
+        Put16(pbag, uint32_t(pgen.size() / 4)), Put16(pbag, uint32_t(pmod.size() / 10));
+        Put16(pgen, 41), Put16(pgen, uint32_t(i));
+
+        PutName(inst, in.name());
+        Put16(inst, uint32_t(ibag.size() / 4));
+        for (uint32_t l = 0; Layer* layer = in.layerAt(l); ++l)
+            for (uint32_t r = 0; Region* region = layer->regionAt(r); ++r) {
+                const Waveform* w = region->waveform();
+                if (!w || !firstSample.count(w)) continue;
+                for (int side = 0; side < w->channels && side < 2; ++side) {
+                    Put16(ibag, uint32_t(igen.size() / 4)), Put16(ibag, uint32_t(imod.size() / 10));
+                    ZoneGenerators(*region, *w, w->channels == 2 ? (side ? 500 : -500) : 0, igen, imod);
+                    Put16(igen, 53), Put16(igen, firstSample[w] + side);
+                }
+            }
+        if (igen.size() / 4 >= 65536 || imod.size() / 10 >= 65536 || ibag.size() / 4 >= 65536 ||
+            pgen.size() / 4 >= 65536)
+            return SetLastError("Save failed - Too much data!\n\nThe SF2 file format is by its construction "
+                                "limited to storing a maximum of 65536 parameter values...nRemove some "
+                                "instruments then try saving again!"),
+                   0;
+    }
+    PutTerminal(phdr, "EOP");
+    Put16(phdr, 0), Put16(phdr, 0), Put16(phdr, uint32_t(pbag.size() / 4));
+    Put32(phdr, 0), Put32(phdr, 0), Put32(phdr, 0);
+    Put16(pbag, uint32_t(pgen.size() / 4)), Put16(pbag, uint32_t(pmod.size() / 10));
+    pmod.resize(pmod.size() + 10, 0);
+    Put32(pgen, 0);
+    PutTerminal(inst, "EOI");
+    Put16(inst, uint32_t(ibag.size() / 4));
+    Put16(ibag, uint32_t(igen.size() / 4)), Put16(ibag, uint32_t(imod.size() / 10));
+    imod.resize(imod.size() + 10, 0);
+    Put32(igen, 0);
+
+    Bytes info, ifil, sdta, pdta;
+    Put16(ifil, 2), Put16(ifil, 1);
+    Chunk(info, "ifil", ifil);
+    Chunk(info, "isng", Bytes{'E', 'M', 'U', '8', '0', '0', '0', 0});
+    std::string name = WideToAnsi(std::u16string_view(item.collection().name()));
+    Bytes inam(name.begin(), name.end());
+    inam.resize(std::min<size_t>(inam.size(), 255));
+    inam.push_back(0);
+    Chunk(info, "INAM", inam);
+    const char stamp[] = "Vaxel Studio v12.13";
+    Chunk(info, "ISFT", Bytes(stamp, stamp + sizeof stamp));
+    Chunk(sdta, "smpl", smpl);
+    Chunk(pdta, "phdr", phdr), Chunk(pdta, "pbag", pbag), Chunk(pdta, "pmod", pmod);
+    Chunk(pdta, "pgen", pgen), Chunk(pdta, "inst", inst), Chunk(pdta, "ibag", ibag);
+    Chunk(pdta, "imod", imod), Chunk(pdta, "igen", igen), Chunk(pdta, "shdr", shdr);
+    Bytes body{'s', 'f', 'b', 'k'};
+    Chunk(body, "LIST", List("INFO", info));
+    Chunk(body, "LIST", List("sdta", sdta));
+    Chunk(body, "LIST", List("pdta", pdta));
+    Bytes out;
+    Chunk(out, "RIFF", body);
+    if (!file.Write(out.data(), out.size())) return SetLastError("Writing to file failed"), 0;
+    return 1;
+}
+
+} // namespace vaxel
