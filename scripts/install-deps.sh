@@ -14,7 +14,7 @@ packages=(
   sox libsox-fmt-all ffmpeg python3 python3-mido python3-numpy python3-soundfile sndfile-programs zip unzip file hyperfine gigtools
   # MIDI oracles: midicsv (also the SMF benchmark's peer), and two players that
   # must render the songs we write
-  midicsv fluidsynth timidity timgm6mb-soundfont
+  midicsv fluidsynth timidity timgm6mb-soundfont fluid-soundfont-gm
   # the desktop program (Qt 6 Widgets) and its screenshot under a virtual display
   qt6-base-dev libgl-dev xvfb xauth x11-apps imagemagick
 )
