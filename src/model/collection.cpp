@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <string>
+#include <unordered_map>
 #include <unordered_set>
 
 #include "model/instrument.h"
@@ -74,7 +75,9 @@ ItemId Collection::assignId(ItemType type, uint32_t serial) {
     }
 }
 
-ItemId Collection::nextFreeId(ItemType type) { return assignId(type, kNewSerial); }
+ItemId Collection::nextFreeId(ItemType type) {
+    return assignId(type, kNewSerial);
+}
 
 void Collection::enter(CollectionItem* item) {
     items_[item->id] = item;
@@ -132,14 +135,22 @@ CollectionItem* Collection::next(const CollectionItem* item, ItemType type) cons
 CollectionItem* Collection::create(ItemId id) {
     uint32_t serial = SerialOf(id);
     switch (TypeOf(id)) {
-    case ItemType::Waveform: return new Waveform(*this, serial, static_cast<const char16_t*>(nullptr));
-    case ItemType::SynthesisModel: return new SynthesisModel(*this, serial);
-    case ItemType::Region: return new Region(*this, serial);
-    case ItemType::Layer: return new Layer(*this, serial);
-    case ItemType::Instrument: return new Instrument(*this, serial, static_cast<const char16_t*>(nullptr));
-    case ItemType::Track: return new Track(*this, serial);
-    case ItemType::Song: return new Song(*this, serial, static_cast<const char16_t*>(nullptr));
-    default: return nullptr;
+    case ItemType::Waveform:
+        return new Waveform(*this, serial, static_cast<const char16_t*>(nullptr));
+    case ItemType::SynthesisModel:
+        return new SynthesisModel(*this, serial);
+    case ItemType::Region:
+        return new Region(*this, serial);
+    case ItemType::Layer:
+        return new Layer(*this, serial);
+    case ItemType::Instrument:
+        return new Instrument(*this, serial, static_cast<const char16_t*>(nullptr));
+    case ItemType::Track:
+        return new Track(*this, serial);
+    case ItemType::Song:
+        return new Song(*this, serial, static_cast<const char16_t*>(nullptr));
+    default:
+        return nullptr;
     }
 }
 
@@ -198,6 +209,44 @@ void Collection::adopt(Collection& other) {
 
 // ---------------------------------------------------------------- names
 
+namespace {
+
+std::u16string Folded(std::u16string_view name) {
+    std::u16string f(name);
+    for (char16_t& c : f) c = FoldCase(c);
+    return f;
+}
+
+// The next name to try after a clash: a trailing number counts up, other
+// names get " 1".
+std::u16string NextUniqueCandidate(std::u16string name) {
+    size_t n = name.size();
+    bool run = false;
+    size_t runStart = n;
+    if (n > 0 && name[n - 1] >= u'0' && name[n - 1] <= u'9') {
+        // Note names such as "Piano F#3" or "Bass C2" keep their octave.
+        char16_t before = n >= 2 ? name[n - 2] : 0;
+        if (n == 1 || !(before == u'#' || (before >= u'A' && before <= u'G'))) {
+            run = true;
+            while (runStart > 0 && name[runStart - 1] >= u'0' && name[runStart - 1] <= u'9') --runStart;
+        }
+    }
+    if (run) {
+        // Digits beyond what a number holds only ever count up the tail.
+        size_t digits = n - runStart;
+        if (digits > 18) runStart = n - 18;
+        uint64_t value = 0;
+        for (size_t i = runStart; i < n; ++i) value = value * 10 + uint64_t(name[i] - u'0');
+        name.resize(runStart);
+        for (char c : std::to_string(value + 1)) name += char16_t(c);
+    } else {
+        name += u" 1";
+    }
+    return name;
+}
+
+} // namespace
+
 bool Collection::makeNameUnique(CollectionItem& item) {
     bool changed = false;
     const ItemType type = item.type();
@@ -211,31 +260,28 @@ bool Collection::makeNameUnique(CollectionItem& item) {
             }
         }
         if (!clash) return changed;
-
-        size_t n = name.size();
-        bool run = false;
-        size_t runStart = n;
-        if (n > 0 && name[n - 1] >= u'0' && name[n - 1] <= u'9') {
-            // Note names such as "Piano F#3" or "Bass C2" keep their octave.
-            char16_t before = n >= 2 ? name[n - 2] : 0;
-            if (n == 1 || !(before == u'#' || (before >= u'A' && before <= u'G'))) {
-                run = true;
-                while (runStart > 0 && name[runStart - 1] >= u'0' && name[runStart - 1] <= u'9') --runStart;
-            }
-        }
-        if (run) {
-            // Digits beyond what a number holds only ever count up the tail.
-            size_t digits = n - runStart;
-            if (digits > 18) runStart = n - 18;
-            uint64_t value = 0;
-            for (size_t i = runStart; i < n; ++i) value = value * 10 + uint64_t(name[i] - u'0');
-            name.resize(runStart);
-            for (char c : std::to_string(value + 1)) name += char16_t(c);
-        } else {
-            name += u" 1";
-        }
+        name = NextUniqueCandidate(std::move(name));
         item.setName(name.c_str(), int(name.size()));
         changed = true;
+    }
+}
+
+void Collection::makeNamesUnique(ItemType type) {
+    // How many items bear each folded name; an item is renamed while
+    // another one shares its name, as makeNameUnique does.
+    std::unordered_map<std::u16string, uint32_t> count;
+    for (CollectionItem* item = first(type); item; item = next(item, type)) ++count[Folded(item->name())];
+    for (CollectionItem* item = first(type); item; item = next(item, type)) {
+        std::u16string name = item->name();
+        std::u16string key = Folded(name);
+        if (count[key] < 2) continue;
+        while (count[key] >= 2) {
+            --count[key];
+            name = NextUniqueCandidate(std::move(name));
+            key = Folded(name);
+            ++count[key];
+        }
+        item->setName(name.c_str(), int(name.size()));
     }
 }
 
@@ -353,12 +399,15 @@ bool Collection::isEmptyItem(CollectionItem* item) const {
         while (item->ids.size() > kept) item->ids.erase(item->ids.size() - 1);
         return kept == 0;
     }
-    case ItemType::Track: return static_cast<Track*>(item)->eventCount == 0;
+    case ItemType::Track:
+        return static_cast<Track*>(item)->eventCount == 0;
     case ItemType::Region:
     case ItemType::Layer:
     case ItemType::Instrument:
-    case ItemType::Song: return !anyLive(item);
-    default: return false;
+    case ItemType::Song:
+        return !anyLive(item);
+    default:
+        return false;
     }
 }
 
@@ -407,8 +456,8 @@ void Collection::update(int removeMask, bool full) {
     if (full) {
         status.status(u"Fixing up items", kStatusProgress);
         if (GlobalSettings().load.bEnsureUniqueNames) {
-            for (Instrument* inst : ItemsOf<Instrument>(*this)) makeNameUnique(*inst);
-            for (Waveform* wave : ItemsOf<Waveform>(*this)) makeNameUnique(*wave);
+            makeNamesUnique(ItemType::Instrument);
+            makeNamesUnique(ItemType::Waveform);
         }
         RunInstrumentLoadOptionsBeforeStereo(*this);
         if (h.onLoadOptions) h.onLoadOptions(*this);
@@ -435,6 +484,8 @@ const uint8_t* Collection::readFlat(const uint8_t* p, const uint8_t* end) {
     return p;
 }
 
-size_t Collection::flatSize() const { return InfoItem::flatSize() + 4; }
+size_t Collection::flatSize() const {
+    return InfoItem::flatSize() + 4;
+}
 
 } // namespace vaxel

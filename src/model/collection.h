@@ -63,6 +63,9 @@ public:
     // Unique names: renames the item while another of its type has the same
     // name (case ignored). Returns whether the name changed.
     bool makeNameUnique(CollectionItem& item);
+    // The same for every item of a type, in node order, with the same
+    // result as calling makeNameUnique on each in turn, in linear time.
+    void makeNamesUnique(ItemType type);
 
     int sourceFormat = -1;
 

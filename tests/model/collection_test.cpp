@@ -182,6 +182,28 @@ TEST_F(CollectionTest, MakeNameUniqueCountsUpButKeepsNoteNames) {
     EXPECT_FALSE(c.makeNameUnique(*inst));
 }
 
+// The batch pass of update must name every item exactly as one
+// makeNameUnique call per item, in node order, would.
+TEST_F(CollectionTest, MakeNamesUniqueAgreesWithTheOneByOneRule) {
+    const char16_t* pool[] = {u"Pad", u"pad 1", u"Pad 2", u"Bass C2", u"Bass C2 1", u"7", u"8", u"PAD", u"x"};
+    uint32_t seed = 12345;
+    for (int round = 0; round < 50; ++round) {
+        Collection one, batch;
+        for (int i = 0; i < 30; ++i) {
+            seed = seed * 1103515245u + 12345u;
+            const char16_t* name = pool[(seed >> 16) % 9];
+            new Waveform(one, kNewSerial, name);
+            new Waveform(batch, kNewSerial, name);
+        }
+        for (Waveform* w : ItemsOf<Waveform>(one)) one.makeNameUnique(*w);
+        batch.makeNamesUnique(ItemType::Waveform);
+        std::vector<std::u16string> a, b;
+        for (Waveform* w : ItemsOf<Waveform>(one)) a.push_back(w->name());
+        for (Waveform* w : ItemsOf<Waveform>(batch)) b.push_back(w->name());
+        ASSERT_EQ(a, b) << "round " << round;
+    }
+}
+
 TEST_F(CollectionTest, FixUpMovesClashingLocationsToTheNextMajorBank) {
     Collection c;
     auto* a = new Instrument(c, kNewSerial, u"a");
