@@ -39,6 +39,11 @@ ToolHooks& Tools();
 // modified by X").
 std::u16string ResultText(int count, std::u16string_view toolName);
 
+// The list page's "Continue…" check: a tool is chosen ("Select a processing
+// function before proceeding!") and an enabled section is not empty
+// ("Select a valid section range!"). False with LastError set.
+bool CheckContinue(const ToolSession& session);
+
 // Runs the session's chosen tool once with values (which are remembered
 // for the tool). Returns the number of items changed, or -1 when the run
 // could not start (no tool, tool not built, invalid section, a wave that

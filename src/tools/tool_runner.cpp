@@ -1,0 +1,170 @@
+// The runner: one execution of a tool with its undo state, the loading of
+// the selected waves, the count of changed items and the result text.
+#include "tools/tool_runner.h"
+
+#include <cmath>
+#include <new>
+
+#include "fileio/wave_loader.h"
+#include "model/collection.h"
+#include "model/last_error.h"
+#include "model/status_line.h"
+#include "model/text.h"
+#include "model/waveform.h"
+#include "tools/tool_session.h"
+#include "tools/tool_table.h"
+
+namespace vaxel {
+
+ToolHooks& Tools() {
+    static ToolHooks hooks;
+    return hooks;
+}
+
+std::u16string ResultText(int count, std::u16string_view toolName) {
+    if (count <= 0) return u"No items were modified by " + std::u16string(toolName);
+    const std::string n = std::to_string(count);
+    std::u16string text = u"Processed " + std::u16string(n.begin(), n.end()) + u" item";
+    text += count == 1 ? u" using " : u"s using ";
+    return text + std::u16string(toolName);
+}
+
+bool CheckContinue(const ToolSession& session) {
+    if (!session.entry()) {
+        SetLastError("Select a processing function before proceeding!");
+        return false;
+    }
+    if (session.sectionEnabled && session.sectionEnd <= session.sectionStart) {
+        SetLastError("Select a valid section range!");
+        return false;
+    }
+    return true;
+}
+
+int runSession(ToolSession& session, const ToolValues& values, std::u16string* result) {
+    const ToolEntry* entry = session.entry();
+    if (!entry) {
+        SetLastError("Select a processing function before proceeding!");
+        return -1;
+    }
+    const ToolSpec* spec = entry->tool;
+    if (!IsToolBuilt(*entry)) {
+        SetLastErrorF("The tool '%s' is not available yet", WideToUtf8(entry->name).c_str());
+        return -1;
+    }
+    if (values.spec != spec || values.values.size() != spec->options.size()) {
+        SetLastErrorF("The options given are not those of '%s'", WideToUtf8(entry->name).c_str());
+        return -1;
+    }
+    ToolHooks& hooks = Tools();
+    Collection& collection = session.collection();
+    const std::u16string name = entry->name;
+    const bool wave = session.kind == ToolKind::Wave;
+
+    if (wave && hooks.stopPreview) hooks.stopPreview();
+    // A tool that adds or removes whole items can't be restored from a state
+    // of the selected items: it gets one of the whole collection.
+    bool stateTaken = false;
+    if ((wave || session.kind == ToolKind::Midi) && !spec->changesItems) {
+        if (hooks.saveSelectedState)
+            stateTaken =
+                hooks.saveSelectedState(collection, session.items, session.kind == ToolKind::Midi, name);
+    } else if (hooks.saveCollectionState) {
+        stateTaken = hooks.saveCollectionState(collection, name);
+    }
+    auto dropState = [&] {
+        if (stateTaken && hooks.dropNewestState) hooks.dropNewestState(collection);
+    };
+    Status().status(u"Processing", kStatusProgress);
+
+    RememberValues(values);
+    session.count = 0;
+    session.treeRebuildRequested = false;
+    session.selectAfter = kNoItem;
+    // The section applies only to wave tools, and an empty one means none
+    // (a path that did not pass the list page's check may bring one).
+    if (!wave || session.sectionEnd <= session.sectionStart) session.sectionEnabled = false;
+
+    // Sample data is read at first use; every selected wave is read now, so
+    // a file that fails stops the run before anything changed.
+    for (Waveform* w : session.waves()) {
+        if (!ensureSamples(w)) {
+            const std::u16string error = LastError();
+            if (hooks.showError) hooks.showError(error);
+            dropState();
+            Status().status(u"", kStatusClearProgress);
+            SetLastError(error);
+            return -1;
+        }
+    }
+    try {
+        spec->execute(session, values);
+    } catch (const std::bad_alloc&) {
+        SetLastError("Out of memory");
+        session.reportError();
+    }
+
+    const std::u16string text = ResultText(session.count, name);
+    if (session.count == 0)
+        dropState();
+    else if (!wave && session.selectAfter == kNoItem)
+        session.selectAfter = collection.id;
+    if (hooks.refreshView) hooks.refreshView(session);
+    Status().status(text, kStatusFinal);
+    if (result) *result = text;
+    return session.count;
+}
+
+int runTool(Collection& collection, std::u16string_view name, const ToolValues* values,
+            const std::vector<ItemId>& selection, const ToolSectionRange& section, std::u16string* result) {
+    ToolSession session(collection, selection);
+    if (!session.chooseByName(name, false)) return -1;
+    const ToolEntry& entry = *session.entry();
+    if (section.enabled && !(entry.flags & kSectionCapable)) {
+        SetLastErrorF("The tool '%s' does not work on a section", WideToUtf8(entry.name).c_str());
+        return -1;
+    }
+    session.sectionEnabled = section.enabled;
+    session.sectionStart = section.start;
+    session.sectionEnd = section.end;
+    if (section.enabled && section.end <= section.start) {
+        SetLastError("Select a valid section range!");
+        return -1;
+    }
+    // A tool that needs a section and is given none works on whole waves,
+    // as the page does when its locked box meets an empty range.
+    if ((entry.flags & kSectionRequired) && !section.enabled && session.kind == ToolKind::Wave) {
+        session.sectionEnabled = true;
+        session.sectionStart = 0;
+        session.sectionEnd = 0xFFFFFFFFu;
+    }
+    const ToolValues& chosen = values ? *values : RememberedValues(*entry.tool);
+    return runSession(session, chosen, result);
+}
+
+float LinearToDb(float x) {
+    if (!(x > 1.5848933e-5f)) return -96.0f;
+    if (x == 1.0f) return 0.0f;
+    if (x == 2.0f) return 6.0f;
+    if (x == 4.0f) return 12.0f;
+    if (x == 0.5f) return -6.0f;
+    if (x == 0.25f) return -12.0f;
+    double v = 868.5889 * std::log(double(x));
+    v += v < 0 ? -0.499 : 0.499;
+    return float(std::trunc(v) * 0.01);
+}
+
+float DbToLinear(float d) {
+    if (!(d > -96.0f)) return 0.0f;
+    if (d == 0.0f) return 1.0f;
+    if (d == 6.0f) return 2.0f;
+    if (d == -6.0f) return 0.5f;
+    if (d == -12.0f) return 0.25f;
+    // Meant as it stands: +12 dB is a factor of 5 for the tools.
+    if (d == 12.0f) return 5.0f;
+    const double v = std::exp(double(d) * 0.115129255);
+    if (v >= 1.0) return float(std::round(v * 1000.0) / 1000.0);
+    return float(v);
+}
+
+} // namespace vaxel
