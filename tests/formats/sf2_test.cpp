@@ -658,5 +658,91 @@ TEST(Sf2Write, OnlyACollectionOrAnInstrumentIsSaved) {
 // sf2dump refuses VintageDreams (its first sample is a ROM sample whose
 // offsets lie outside the file), so the oracle runs on TimGM6mb; the ROM
 // case has a test of its own.
+// Writes a loaded collection to a temporary bank and reads it back.
+Loaded WriteAndReload(Collection& c, test::TempDir& dir, const char* name = "out.sf2") {
+    fs::path out = dir / name;
+    {
+        FileObject file;
+        EXPECT_TRUE(file.Open(out, FileObject::kCreate));
+        ClearLastError();
+        EXPECT_EQ(WriteSf2(c, file, WriteOptions{}), 1) << LastErrorUtf8();
+    }
+    Loaded back = LoadPath(out);
+    for (Waveform* w : Waves(*back.collection)) {
+        FileObject file;
+        if (file.Open(out, FileObject::kRead) && file.Seek(w->sourceOffset))
+            w->decodeRoutine(*w, file, false);
+    }
+    return back;
+}
+
+TEST(Sf2Write, TwentyFourBitSamplesKeepTheirLowBytes) {
+    Bank b;
+    b.withSm24 = true;
+    Loaded l = LoadBytes(b.bytes());
+    ASSERT_EQ(l.result, 1) << l.error;
+    test::TempDir dir;
+    Loaded back = WriteAndReload(*l.collection, dir);
+    ASSERT_EQ(back.result, 1) << back.error;
+    Waveform &a = *Waves(*l.collection)[0], &w = *Waves(*back.collection)[0];
+    ASSERT_TRUE(w.samples());
+    ASSERT_EQ(a.frames, w.frames);
+    for (uint32_t i = 0; i < a.frames; ++i) ASSERT_EQ(a.samples()->data[i], w.samples()->data[i]) << i;
+    // The same bank without sm24 stays a plain 16-bit bank.
+    Bank plain;
+    Loaded p = LoadBytes(plain.bytes());
+    Loaded pb = WriteAndReload(*p.collection, dir, "plain.sf2");
+    ASSERT_EQ(pb.result, 1) << pb.error;
+    EXPECT_EQ(Waves(*pb.collection)[0]->samples()->data[10], Waves(*p.collection)[0]->samples()->data[10]);
+    test::RequireTool("sf2dump");
+    EXPECT_EQ(test::Run("sf2dump " + test::Quote((dir / "out.sf2").string()) + " > /dev/null"), 0);
+}
+
+// Every Layer of an Instrument becomes a bank instrument of its own, the
+// second one named with a two-digit number; reading it back gives one
+// Instrument with both Layers' regions.
+TEST(Sf2Write, LayersBecomeNumberedInstrumentsOfOnePreset) {
+    Bank b;
+    Loaded l = LoadBytes(b.bytes());
+    ASSERT_EQ(l.result, 1) << l.error;
+    Instrument& inst = *Instruments(*l.collection)[0];
+    Waveform& wave = *Waves(*l.collection)[0];
+    // The same rectangle again cannot share the first Layer.
+    ASSERT_TRUE(addRegion(inst, wave.id, 0 | 127 << 8, 0 | 127 << 8, -1));
+    uint32_t layers = 0;
+    while (inst.layerAt(layers)) ++layers;
+    ASSERT_EQ(layers, 2u);
+    test::TempDir dir;
+    Loaded back = WriteAndReload(*l.collection, dir);
+    ASSERT_EQ(back.result, 1) << back.error;
+    ASSERT_EQ(Instruments(*back.collection).size(), 1u);
+    EXPECT_EQ(Regions(*Instruments(*back.collection)[0]).size(), Regions(inst).size());
+    Dump dump = RunSf2Dump(dir / "out.sf2");
+    ASSERT_EQ(dump.instruments.size(), 2u);
+    EXPECT_EQ(dump.instruments[0].name, Utf8(inst.name()));
+    EXPECT_EQ(dump.instruments[1].name, Utf8(inst.name()) + " 02");
+}
+
+TEST(Sf2Write, TheRecordLimitStopsTheSaveWithItsMessage) {
+    Bank b;
+    Loaded l = LoadBytes(b.bytes());
+    ASSERT_EQ(l.result, 1) << l.error;
+    Instrument& inst = *Instruments(*l.collection)[0];
+    Waveform& wave = *Waves(*l.collection)[0];
+    // Two generators a zone at least: 33,000 zones pass 65,536 records.
+    for (int i = 0; i < 33000; ++i) {
+        uint16_t key = uint16_t(i % 128), vel = uint16_t((i / 128) % 128);
+        ASSERT_TRUE(addRegion(inst, wave.id, uint16_t(key | key << 8), uint16_t(vel | vel << 8), -1));
+    }
+    test::TempDir dir;
+    FileObject file;
+    ASSERT_TRUE(file.Open(dir / "big.sf2", FileObject::kCreate));
+    ClearLastError();
+    EXPECT_EQ(WriteSf2(*l.collection, file, WriteOptions{}), 0);
+    EXPECT_EQ(LastErrorUtf8(), "Save failed - Too much data!\n\nThe SF2 file format is by its construction "
+                               "limited to storing a maximum of 65536 parameter values...nRemove some "
+                               "instruments then try saving again!");
+}
+
 } // namespace
 } // namespace vaxel

@@ -8,6 +8,7 @@
 // takes it.
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <map>
 #include <string>
@@ -15,6 +16,7 @@
 
 #include "fileio/chunk.h"
 #include "fileio/file_object.h"
+#include "fileio/format_table.h"
 #include "fileio/names.h"
 #include "fileio/sample_coding.h"
 #include "fileio/wave_loader.h"
@@ -24,6 +26,7 @@
 #include "model/last_error.h"
 #include "model/text.h"
 #include "model/waveform.h"
+#include "vaxel_version.h"
 
 namespace vaxel {
 namespace {
@@ -64,9 +67,6 @@ Bytes List(const char* type, const Bytes& body) {
     return l;
 }
 
-int16_t Clamp16(double v) {
-    return int16_t(std::clamp<double>(std::lround(v), -32768, 32767));
-}
 int SecondsToTimeCents(float t) {
     return t <= 0.0f ? -12000 : std::clamp<int>(int(std::lround(1200 * std::log2(double(t)))), -11999, 32767);
 }
@@ -134,9 +134,12 @@ void ZoneGenerators(const Region& region, const Waveform& wave, int pan, Bytes& 
     if (getLoop(region, &wave).loopType != 0) gen(54, 1);
 }
 
+// The row's coding word: 16 or 24-bit, stereo kept as linked mono pairs.
+constexpr uint32_t kSf2CodingMask = 0x500014;
+
 } // namespace
 
-int WriteSf2(CollectionItem& item, FileObject& file, const WriteOptions&) {
+int WriteSf2(CollectionItem& item, FileObject& file, const WriteOptions& options) {
     std::vector<Instrument*> instruments;
     if (item.type() == ItemType::Collection) {
         for (Instrument* i : ItemsOf<Instrument>(item.collection())) instruments.push_back(i);
@@ -160,16 +163,40 @@ int WriteSf2(CollectionItem& item, FileObject& file, const WriteOptions&) {
                 if (w->channels == 2) samples.push_back({w, 1});
             }
 
-    Bytes smpl, shdr;
+    // 24-bit output when the coding choice allows it and some wave has the
+    // resolution for it: the low bytes go to sm24, the upper words to smpl.
+    const uint32_t mask = options.codingMask ? options.codingMask : kSf2CodingMask;
+    bool wide = false;
+    for (const Sample& s : samples)
+        if (ChooseCoding(*s.wave, mask, nullptr) == kPcm24) wide = true;
+
+    Bytes smpl, sm24, shdr;
+    std::vector<float> side;
+    std::vector<uint8_t> encoded;
     for (size_t s = 0; s < samples.size(); ++s) {
         const Waveform& w = *samples[s].wave;
         const SampleBlock* block = w.samples();
         if (!block) return SetLastError("Out of memory"), 0;
+        if (uint64_t(smpl.size() / 2) + w.frames + 46 > 0xFFFFFFFFull)
+            return SetLastError("The samples exceed the 4G sample words a SoundFont bank can address"), 0;
         uint32_t start = uint32_t(smpl.size() / 2);
-        for (uint32_t f = 0; f < w.frames; ++f) {
-            float x = block->data[size_t(f) * block->channels +
-                                  std::min<int>(samples[s].channel, block->channels - 1)];
-            Put16(smpl, uint16_t(Clamp16(double(std::clamp(x, -1.0f, 1.0f)) * 32768.0)));
+        // One channel as a mono run, written with the coding's rule.
+        side.resize(w.frames);
+        const int channel = std::min<int>(samples[s].channel, block->channels - 1);
+        for (uint32_t f = 0; f < w.frames; ++f) side[f] = block->data[size_t(f) * block->channels + channel];
+        if (wide) {
+            encoded.resize(size_t(w.frames) * 3);
+            EncodeFromFloat(side.data(), w.frames, kPcm24, 0, encoded.data());
+            for (uint32_t f = 0; f < w.frames; ++f) {
+                sm24.push_back(encoded[f * 3]);
+                smpl.push_back(encoded[f * 3 + 1]);
+                smpl.push_back(encoded[f * 3 + 2]);
+            }
+            sm24.resize(sm24.size() + 46, 0);
+        } else {
+            encoded.resize(size_t(w.frames) * 2);
+            EncodeFromFloat(side.data(), w.frames, kPcm16, 0, encoded.data());
+            smpl.insert(smpl.end(), encoded.begin(), encoded.end());
         }
         smpl.resize(smpl.size() + 92, 0); // 46 zero samples behind each
         uint32_t loopStart = start, loopEnd = start;
@@ -193,19 +220,28 @@ int WriteSf2(CollectionItem& item, FileObject& file, const WriteOptions&) {
     shdr.resize(shdr.size() + 26, 0);
 
     Bytes phdr, pbag, pmod, pgen, inst, ibag, imod, igen;
-    for (size_t i = 0; i < instruments.size(); ++i) {
-        Instrument& in = *instruments[i];
+    uint32_t instrumentCount = 0;
+    for (Instrument* source : instruments) {
+        Instrument& in = *source;
         PutName(phdr, in.name());
         uint32_t bank = in.majorBank() | in.minorBank() << 7;
         if (in.isDrumKit() && bank == 0) bank = 128;
         Put16(phdr, in.program()), Put16(phdr, bank), Put16(phdr, uint32_t(pbag.size() / 4));
         Put32(phdr, 0), Put32(phdr, 0), Put32(phdr, 0);
-        Put16(pbag, uint32_t(pgen.size() / 4)), Put16(pbag, uint32_t(pmod.size() / 10));
-        Put16(pgen, 41), Put16(pgen, uint32_t(i));
 
-        PutName(inst, in.name());
-        Put16(inst, uint32_t(ibag.size() / 4));
-        for (uint32_t l = 0; Layer* layer = in.layerAt(l); ++l)
+        // One bank instrument per Layer, each named by a zone of the
+        // preset; the second and later ones carry a two-digit number.
+        for (uint32_t l = 0; Layer* layer = in.layerAt(l); ++l) {
+            Put16(pbag, uint32_t(pgen.size() / 4)), Put16(pbag, uint32_t(pmod.size() / 10));
+            Put16(pgen, 41), Put16(pgen, instrumentCount++);
+            std::u16string name = in.name();
+            if (l > 0) {
+                char number[8];
+                std::snprintf(number, sizeof number, " %02u", unsigned(l + 1) % 100);
+                for (const char* c = number; *c; ++c) name += char16_t(*c);
+            }
+            PutName(inst, name.c_str());
+            Put16(inst, uint32_t(ibag.size() / 4));
             for (uint32_t r = 0; Region* region = layer->regionAt(r); ++r) {
                 const Waveform* w = region->waveform();
                 if (!w || !firstSample.count(w)) continue;
@@ -215,8 +251,9 @@ int WriteSf2(CollectionItem& item, FileObject& file, const WriteOptions&) {
                     Put16(igen, 53), Put16(igen, firstSample[w] + side);
                 }
             }
+        }
         if (igen.size() / 4 >= 65536 || imod.size() / 10 >= 65536 || ibag.size() / 4 >= 65536 ||
-            pgen.size() / 4 >= 65536)
+            pgen.size() / 4 >= 65536 || pmod.size() / 10 >= 65536 || pbag.size() / 4 >= 65536)
             return SetLastError("Save failed - Too much data!\n\nThe SF2 file format is by its construction "
                                 "limited to storing a maximum of 65536 parameter values...nRemove some "
                                 "instruments then try saving again!"),
@@ -235,17 +272,31 @@ int WriteSf2(CollectionItem& item, FileObject& file, const WriteOptions&) {
     Put32(igen, 0);
 
     Bytes info, ifil, sdta, pdta;
-    Put16(ifil, 2), Put16(ifil, 1);
+    Put16(ifil, 2), Put16(ifil, wide ? 4 : 1);
     Chunk(info, "ifil", ifil);
     Chunk(info, "isng", Bytes{'E', 'M', 'U', '8', '0', '0', '0', 0});
-    std::string name = WideToAnsi(std::u16string_view(item.collection().name()));
-    Bytes inam(name.begin(), name.end());
-    inam.resize(std::min<size_t>(inam.size(), 255));
-    inam.push_back(0);
-    Chunk(info, "INAM", inam);
-    const char stamp[] = "Vaxel Studio v12.13";
+    // The Collection's info fields; INAM (the bank's name) is held to the
+    // 256 bytes the format allows, and ISFT stamps this program last.
+    MemChunkWriter fields(false, true);
+    AddInfoChunks(fields, item.collection(), false);
+    if (!fields.ok()) return SetLastError("Out of memory"), 0;
+    const Bytes& f = fields.bytes();
+    for (size_t at = 0; at + 8 <= f.size();) {
+        char id[5] = {char(f[at]), char(f[at + 1]), char(f[at + 2]), char(f[at + 3]), 0};
+        uint32_t n = uint32_t(f[at + 4] | f[at + 5] << 8 | f[at + 6] << 16 | uint32_t(f[at + 7]) << 24);
+        size_t end = std::min(f.size(), at + 8 + n);
+        Bytes text(f.begin() + long(at + 8), f.begin() + long(end));
+        if (!std::strcmp(id, "INAM") && text.size() > 256) {
+            text.resize(255);
+            text.push_back(0);
+        }
+        if (std::strcmp(id, "ISFT") != 0) Chunk(info, id, text);
+        at = end + (n & 1);
+    }
+    const char stamp[] = VAXEL_PROGRAM_STAMP;
     Chunk(info, "ISFT", Bytes(stamp, stamp + sizeof stamp));
     Chunk(sdta, "smpl", smpl);
+    if (wide) Chunk(sdta, "sm24", sm24);
     Chunk(pdta, "phdr", phdr), Chunk(pdta, "pbag", pbag), Chunk(pdta, "pmod", pmod);
     Chunk(pdta, "pgen", pgen), Chunk(pdta, "inst", inst), Chunk(pdta, "ibag", ibag);
     Chunk(pdta, "imod", imod), Chunk(pdta, "igen", igen), Chunk(pdta, "shdr", shdr);
