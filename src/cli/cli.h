@@ -3,6 +3,10 @@
 #include <string>
 #include <vector>
 
+namespace vaxel {
+class Collection;
+}
+
 namespace vaxel::cli {
 
 using Args = std::vector<std::string>;
@@ -17,6 +21,24 @@ int Detect(const Args& args);
 int Info(const Args& args);
 int Convert(const Args& args);
 int Merge(const Args& args);
+int Process(const Args& args);
+
+// Where and how convert, merge and process save what they opened.
+struct SaveRequest {
+    std::string output;
+    std::string format; // extension or row number; empty: from the output's extension
+    std::string coding; // a coding name; empty: automatic
+    std::string channels = "auto";
+};
+// Reads -o, --format, --coding and --channels; other words go to
+// positional; any other option is an error (printed, false).
+bool ReadSaveOptions(const Args& args, SaveRequest& request, Args& positional, const char* command);
+// Saves the collection as the request says: the collection itself, or its
+// one item of the kind the format holds, or each such item into its own
+// file. Returns an exit code.
+int SaveCollection(Collection& collection, const SaveRequest& request, const char* command);
+// A path made absolute (opening a file changes the current folder).
+std::string Absolute(const std::string& path);
 
 // Writes text as a JSON string literal (with quotes).
 std::string JsonString(const std::string& utf8);

@@ -22,13 +22,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct SaveRequest {
-    std::string output;
-    std::string format; // extension or row number; empty: from the output's extension
-    std::string coding; // a coding name; empty: automatic
-    std::string channels = "auto";
-};
-
 // The kinds a collection holds, as an item mask.
 uint32_t KindsHeld(const Collection& c) {
     uint32_t mask = 0;
@@ -212,6 +205,14 @@ bool ParseSaveOptions(const Args& args, SaveRequest& request, Args& positional, 
 }
 
 } // namespace
+
+int SaveCollection(Collection& collection, const SaveRequest& request, const char* command) {
+    return Save(collection, request, command);
+}
+
+bool ReadSaveOptions(const Args& args, SaveRequest& request, Args& positional, const char* command) {
+    return ParseSaveOptions(args, request, positional, command);
+}
 
 // Opening a file makes its folder the current one, so that formats find the
 // files it refers to; paths from the command line are made absolute first.

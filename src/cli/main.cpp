@@ -22,6 +22,10 @@ const char kUsage[] =
     "                            convert a file; OUT's extension picks the format\n"
     "  merge A B... -o OUT [--format ...] [--coding ...] [--channels ...]\n"
     "                            merge files into one collection and save it\n"
+    "  process IN -o OUT --tool NAME [--set OPTION=VALUE]... [--section START:END]\n"
+    "                            run a tool over every wave, instrument or song\n"
+    "                            of a file and save the result\n"
+    "  process --list            list the tools with their options\n"
     "\n"
     "Codings: \"PCM 8-bit\", \"PCM 16-bit\", \"PCM 24-bit\", \"PCM 32-bit\", \"Float 32-bit\",\n"
     "  \"Mu-law 8-bit\", \"A-law 8-bit\", ... as far as the output format holds them.\n"
@@ -60,6 +64,7 @@ int main(int argc, char** argv) {
     if (command == "info") return Info(args);
     if (command == "convert") return Convert(args);
     if (command == "merge") return Merge(args);
+    if (command == "process") return Process(args);
     std::fprintf(stderr, "vaxel: unknown command '%s'\n\n%s", command.c_str(), kUsage);
     return kExitUsage;
 }
