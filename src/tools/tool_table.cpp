@@ -395,6 +395,7 @@ void InstallTools() {
     static bool installed = false;
     if (installed) return;
     installed = true;
+    InstallWaveTools();
 }
 
 bool IsToolBuilt(const ToolEntry& entry) {
