@@ -93,9 +93,21 @@ int CollectionTreeModel::columnCount(const QModelIndex&) const {
 QVariant CollectionTreeModel::data(const QModelIndex& index, int role) const {
     const CollectionItem* item = itemAt(index);
     if (!item) return {};
-    if (role == Qt::DisplayRole) return Text(item->name());
+    if (role == Qt::DisplayRole || role == Qt::EditRole) return Text(item->name());
     if (role == Qt::ToolTipRole) return Text(TypeText(item->type()));
     return {};
+}
+
+Qt::ItemFlags CollectionTreeModel::flags(const QModelIndex& index) const {
+    if (!itemAt(index)) return Qt::NoItemFlags;
+    return Qt::ItemIsSelectable | Qt::ItemIsEnabled | Qt::ItemIsEditable;
+}
+
+bool CollectionTreeModel::setData(const QModelIndex& index, const QVariant& value, int role) {
+    CollectionItem* item = itemAt(index);
+    if (!item || role != Qt::EditRole || !rename || !rename(*item, value.toString())) return false;
+    emit dataChanged(index, index);
+    return true;
 }
 
 QVariant CollectionTreeModel::headerData(int section, Qt::Orientation orientation, int role) const {
@@ -148,6 +160,7 @@ QVariant WaveListModel::data(const QModelIndex& index, int role) const {
     const auto& wave = static_cast<const Waveform&>(*item);
     if (role == Qt::TextAlignmentRole && index.column() != kName)
         return QVariant::fromValue(Qt::AlignRight | Qt::AlignVCenter);
+    if (role == Qt::EditRole && index.column() == kName) return Text(wave.name());
     if (role != Qt::DisplayRole) return {};
     switch (index.column()) {
     case kName:
@@ -165,6 +178,21 @@ QVariant WaveListModel::data(const QModelIndex& index, int role) const {
     default:
         return {};
     }
+}
+
+Qt::ItemFlags WaveListModel::flags(const QModelIndex& index) const {
+    if (!itemAt(index)) return Qt::NoItemFlags;
+    const Qt::ItemFlags flags = Qt::ItemIsSelectable | Qt::ItemIsEnabled;
+    return index.column() == kName ? flags | Qt::ItemIsEditable : flags;
+}
+
+bool WaveListModel::setData(const QModelIndex& index, const QVariant& value, int role) {
+    CollectionItem* item = itemAt(index);
+    if (!item || index.column() != kName || role != Qt::EditRole || !rename ||
+        !rename(*item, value.toString()))
+        return false;
+    emit dataChanged(index, index);
+    return true;
 }
 
 QVariant WaveListModel::headerData(int section, Qt::Orientation orientation, int role) const {

@@ -5,6 +5,7 @@
 // item up when the view asks, so a model that is a step behind the
 // collection shows nothing stale and never touches a deleted item.
 #include <QAbstractItemModel>
+#include <functional>
 #include <unordered_map>
 #include <vector>
 
@@ -33,6 +34,10 @@ class CollectionTreeModel : public QAbstractItemModel {
     int columnCount(const QModelIndex& parent = {}) const override;
     QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
     QVariant headerData(int section, Qt::Orientation orientation, int role = Qt::DisplayRole) const override;
+    Qt::ItemFlags flags(const QModelIndex& index) const override;
+    // An edited name goes to rename, which changes the item.
+    bool setData(const QModelIndex& index, const QVariant& value, int role = Qt::EditRole) override;
+    std::function<bool(CollectionItem& item, const QString& name)> rename;
 
   private:
     Collection& collection_;
@@ -56,6 +61,10 @@ class WaveListModel : public QAbstractItemModel {
     int columnCount(const QModelIndex& parent = {}) const override;
     QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
     QVariant headerData(int section, Qt::Orientation orientation, int role = Qt::DisplayRole) const override;
+    Qt::ItemFlags flags(const QModelIndex& index) const override;
+    // An edited name goes to rename, which changes the item.
+    bool setData(const QModelIndex& index, const QVariant& value, int role = Qt::EditRole) override;
+    std::function<bool(CollectionItem& item, const QString& name)> rename;
 
   private:
     Collection& collection_;

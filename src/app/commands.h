@@ -9,10 +9,21 @@ enum Command : int {
     kCmdMerge = 103,
     kCmdSaveAll = 104,
     kCmdExit = 106,
+    kCmdAddInstrument = 109,
+    kCmdAddLayer = 110,
+    kCmdAddRegion = 111,
+    kCmdRunEditor = 118, // the waveform editor, or on a song the MIDI editor
     kCmdClearAll = 128,
+    kCmdClone = 130,
     kCmdSaveCollection = 131,
     kCmdSaveCollectionAs = 132,
+    kCmdEditName = 134,
+    kCmdSelectAll = 148,
     kCmdReplaceWaves = 151,
+    kCmdDeselectAll = 171,
+    // Two commands of our own, from the free numbers of the range above.
+    kCmdOptions = 105,
+    kCmdCheckForUpdates = 108,
 };
 
 } // namespace vaxel::app

@@ -4,19 +4,25 @@
 #include <QApplication>
 #include <QMessageBox>
 #include <QPalette>
+#include <QSocketNotifier>
 #include <QStyle>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <new>
 
 #include "app/command_line.h"
 #include "app/main_window.h"
+#include "app/update_check.h"
 #include "fileio/open_save.h"
 #include "fileio/wave_loader.h"
 #include "formats/install.h"
 #include "model/collection.h"
 #include "model/last_error.h"
 #include "model/settings.h"
+
+#include <sys/socket.h>
+#include <unistd.h>
 
 namespace {
 
@@ -36,6 +42,33 @@ void OutOfMemory() {
     if (g_messages && QApplication::instance())
         QMessageBox::critical(nullptr, QStringLiteral("Error!"), QString::fromUtf8(kOutOfMemory));
     std::_Exit(EXIT_FAILURE);
+}
+
+// SIGTERM and SIGINT (a logout, kill, Ctrl+C in the terminal) close the
+// window like the Exit command, so the end runs in order and the settings
+// are written. The handler only writes a byte into a socket pair; the event
+// loop reads it.
+int g_signalPipe[2] = {-1, -1};
+
+void OnTerminate(int) {
+    const char byte = 1;
+    [[maybe_unused]] const ssize_t n = ::write(g_signalPipe[0], &byte, 1);
+}
+
+void CloseOnSignals(QWidget& window) {
+    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, g_signalPipe) != 0) return;
+    auto* notifier = new QSocketNotifier(g_signalPipe[1], QSocketNotifier::Read, &window);
+    QObject::connect(notifier, &QSocketNotifier::activated, &window, [&window] {
+        char byte;
+        [[maybe_unused]] const ssize_t n = ::read(g_signalPipe[1], &byte, 1);
+        window.close();
+    });
+    struct sigaction action = {};
+    action.sa_handler = OnTerminate;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGTERM, &action, nullptr);
+    sigaction(SIGINT, &action, nullptr);
 }
 
 // app.eDarkMode: 0 follows the desktop's style, 1 light, 2 dark (a palette
@@ -79,7 +112,7 @@ int main(int argc, char** argv) {
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/vaxel-studio.svg")));
 
     vaxel::InstallFormats();
-    vaxel::loadSettings(vaxel::GlobalSettings());
+    const bool firstRun = vaxel::loadSettings(vaxel::GlobalSettings());
     ApplyColourScheme(vaxel::GlobalSettings().app.eDarkMode);
 
     int result = EXIT_SUCCESS;
@@ -99,7 +132,19 @@ int main(int argc, char** argv) {
                 QMessageBox::critical(nullptr, QStringLiteral("Error!"), QString::fromUtf8(kNoBatch));
             result = 2;
         } else {
+            CloseOnSignals(window);
             window.show();
+            // The update check asks only an address the user configured.
+            vaxel::AppSettings& app = vaxel::GlobalSettings().app;
+            if (!app.szUpdateAddress.empty() && g_messages) {
+                if (firstRun)
+                    app.bCheckForUpdates =
+                        QMessageBox::question(&window, QStringLiteral("Vaxel Studio"),
+                                              QStringLiteral("Would you like to automatically check for "
+                                                             "updates\nwhen the program is started?")) ==
+                        QMessageBox::Yes;
+                if (app.bCheckForUpdates) vaxel::app::CheckForUpdates(&window, false, g_messages);
+            }
             for (size_t i = 0; i < line.paths.size(); ++i) {
                 window.dispatch(i == 0 ? vaxel::kCommandOpen : vaxel::kCommandMerge, nullptr,
                                 QStringList{QString::fromStdString(line.paths[i])});
@@ -109,7 +154,10 @@ int main(int argc, char** argv) {
 
         vaxel::ClearLastError();
         vaxel::BackgroundLoader::Stop();
-        vaxel::saveSettings(vaxel::GlobalSettings());
+        // An unwritable settings folder costs this run's changes, nothing more.
+        if (!vaxel::saveSettings(vaxel::GlobalSettings()))
+            std::fprintf(stderr, "vaxel-studio: the settings could not be written to %s\n",
+                         vaxel::SettingsPath().c_str());
     }
     delete[] g_reserve;
     return result;

@@ -21,9 +21,12 @@
 
 #include "app/collection_models.h"
 #include "app/commands.h"
+#include "app/options_dialog.h"
+#include "app/update_check.h"
 #include "fileio/format_table.h"
 #include "fileio/open_save.h"
 #include "model/collection.h"
+#include "model/feature_mask.h"
 #include "model/last_error.h"
 #include "model/settings.h"
 #include "model/text.h"
@@ -131,11 +134,19 @@ MainWindow::MainWindow(Collection& collection, QWidget* parent)
     statusBar()->addPermanentWidget(progress_);
     previousStatus_ = SetStatusLine(&statusLine_);
 
+    // Names are edited in place: F2 (the command) or a click on the
+    // selected item.
+    const auto triggers = QAbstractItemView::EditKeyPressed | QAbstractItemView::SelectedClicked;
+    tree_->setEditTriggers(triggers);
+    waves_->setEditTriggers(triggers);
+    treeModel_->rename = [this](CollectionItem& item, const QString& name) { return renameItem(item, name); };
+    waveModel_->rename = treeModel_->rename;
+
     buildMenus();
     connect(tree_->selectionModel(), &QItemSelectionModel::currentChanged, this,
-            [this] { updateSaveText(); });
+            [this] { updateSelectionTexts(); });
     connect(waves_->selectionModel(), &QItemSelectionModel::currentChanged, this,
-            [this] { updateSaveText(); });
+            [this] { updateSelectionTexts(); });
 
     // What the flows ask of the window.
     FlowHooks& flows = Flows();
@@ -183,8 +194,32 @@ void MainWindow::buildMenus() {
     file->addSeparator();
     AddCommand(file, QStringLiteral("Exit\ta-X"), kCmdExit);
 
+    // Undo, the clipboard and the articulation entries join this menu with
+    // the parts of the program that do them.
+    QMenu* edit = menuBar()->addMenu(QStringLiteral("&Edit"));
+    AddCommand(edit, QStringLiteral("Add new instrument"), kCmdAddInstrument);
+    AddCommand(edit, QStringLiteral("Add new layer"), kCmdAddLayer);
+    AddCommand(edit, QStringLiteral("Add new region"), kCmdAddRegion);
+    edit->addSeparator();
+    editName_ = AddCommand(edit, QStringLiteral("Edit item name\tF2"), kCmdEditName);
+    clone_ = AddCommand(edit, QStringLiteral("Clone item\ta-C"), kCmdClone);
+    edit->addSeparator();
+    AddCommand(edit, QStringLiteral("Select all\tc-A"), kCmdSelectAll);
+    AddCommand(edit, QStringLiteral("Deselect all\tc-D"), kCmdDeselectAll);
+    edit->addSeparator();
+    runEditor_ = AddCommand(edit, QStringLiteral("Run waveform editor\tc-E"), kCmdRunEditor);
+    // The MIDI editor's key works whatever the menu entry says.
+    auto* midiEditor = new QAction(this);
+    midiEditor->setShortcut(QKeySequence(QStringLiteral("Ctrl+F")));
+    midiEditor->setShortcutContext(Qt::WindowShortcut);
+    connect(midiEditor, &QAction::triggered, this,
+            [this, midiEditor] { dispatch(kCmdRunEditor, midiEditor); });
+    addAction(midiEditor);
+
     QMenu* tools = menuBar()->addMenu(QStringLiteral("&Tools"));
     AddCommand(tools, QStringLiteral("Replace waveforms…"), kCmdReplaceWaves);
+    tools->addSeparator();
+    AddCommand(tools, QStringLiteral("Options…"), kCmdOptions);
 
     QMenu* help = menuBar()->addMenu(QStringLiteral("&Help"));
     help->addAction(QStringLiteral("About Vaxel Studio…"), this, [this] {
@@ -198,7 +233,11 @@ void MainWindow::buildMenus() {
                 .arg(writerCount()));
     });
 
-    for (QMenu* menu : {file, tools}) {
+    // The update check is there only when an address to ask is configured.
+    if (!GlobalSettings().app.szUpdateAddress.empty())
+        AddCommand(help, QStringLiteral("Check for Updates"), kCmdCheckForUpdates);
+
+    for (QMenu* menu : {file, edit, tools, help}) {
         connect(menu, &QMenu::triggered, this, [this](QAction* action) {
             // The recent entries carry a path, the commands their number.
             if (action->data().typeId() == QMetaType::Int) dispatch(action->data().toInt(), action);
@@ -207,7 +246,7 @@ void MainWindow::buildMenus() {
         addActions(menu->actions());
     }
     rebuildRecentMenu();
-    updateSaveText();
+    updateSelectionTexts();
 }
 
 void MainWindow::rebuildRecentMenu() {
@@ -222,14 +261,6 @@ void MainWindow::rebuildRecentMenu() {
                 [this, path, action] { dispatch(kCmdOpen, action, QStringList{path}); });
     }
     recentMenu_->setEnabled(!recentMenu_->isEmpty());
-}
-
-void MainWindow::updateSaveText() {
-    if (!saveSelected_) return;
-    const CollectionItem* item = selectedItem();
-    saveSelected_->setText(
-        item ? QStringLiteral("Save selected %1 as…").arg(QString::fromUtf16(TypeText(item->type())))
-             : QStringLiteral("Save…"));
 }
 
 CollectionItem* MainWindow::selectedItem() const {
@@ -248,7 +279,7 @@ void MainWindow::refresh() {
     if (collection_.size() > 1)
         title = QString::fromUtf16(collection_.name()) + QStringLiteral(" - ") + title;
     setWindowTitle(title);
-    updateSaveText();
+    updateSelectionTexts();
 }
 
 void MainWindow::showError(const QString& text) {
@@ -297,15 +328,42 @@ bool MainWindow::dispatch(int command, QObject* sender, const QVariant& paramete
         return true;
     case kCmdClearAll:
         if (!confirmLoss()) return true;
+        beginChange(QStringLiteral("Clear all"));
         collection_.clear();
         refresh();
         return true;
     case kCmdExit:
         close();
         return true;
+    case kCmdAddInstrument:
+    case kCmdAddLayer:
+    case kCmdAddRegion:
+    case kCmdEditName:
+    case kCmdClone:
+    case kCmdSelectAll:
+    case kCmdDeselectAll:
+        return editCommand(command);
+    case kCmdRunEditor:
+        runExternalEditor();
+        return true;
+    case kCmdOptions:
+        showOptions();
+        return true;
+    case kCmdCheckForUpdates:
+        CheckForUpdates(this, true, messages_);
+        return true;
     default:
         return false;
     }
+}
+
+void MainWindow::showOptions() {
+    OptionsDialog dialog(GlobalSettings(), this);
+    if (dialog.exec() != QDialog::Accepted || !dialog.featuresChanged()) return;
+    // A changed mask takes what it cleared out of the model at once.
+    SetFeatureMask(GlobalSettings().features);
+    collection_.update(0, false);
+    refresh();
 }
 
 QStringList MainWindow::runOpenDialog(int command, const QString& title) {

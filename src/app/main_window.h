@@ -7,6 +7,7 @@
 #include <QVariant>
 #include <functional>
 
+#include "model/ids.h"
 #include "model/status_line.h"
 
 class QLabel;
@@ -62,12 +63,24 @@ class MainWindow : public QMainWindow {
     QTreeView* treeView() const { return tree_; }
     QTreeView* waveView() const { return waves_; }
 
+    // Selects an item in its pane (a Waveform in the list, anything else in
+    // the tree) and makes it the current one; false when it isn't shown.
+    bool selectItem(ItemId id);
+
     // The open dialog; tests put their own answer here.
     std::function<QStringList(int command, const QString& title)> askOpenPaths;
+    // Taken before a command changes the model, with the command's label:
+    // where the undo history plugs in. Empty until it exists.
+    std::function<void(const QString& label)> pushWholeState;
+    // The external editors' processes; tests wait for them to end.
+    int runningEditors() const { return runningEditors_; }
 
   signals:
     // Sent as a command arrives, before it runs.
     void commandDispatched(int command);
+    // Sent when an external editor has ended and its file was read back
+    // (or failed to be).
+    void editorFinished(bool ok);
 
   protected:
     void closeEvent(QCloseEvent* event) override;
@@ -77,7 +90,13 @@ class MainWindow : public QMainWindow {
   private:
     void buildMenus();
     void rebuildRecentMenu();
-    void updateSaveText();
+    void updateSelectionTexts();
+    bool editCommand(int command);
+    void beginChange(const QString& label);
+    void endChange(int removeMask, ItemId select);
+    bool renameItem(CollectionItem& item, const QString& name);
+    void runExternalEditor();
+    void showOptions();
     void showError(const QString& text);
     bool confirmLoss();
     QStringList runOpenDialog(int command, const QString& title);
@@ -98,6 +117,10 @@ class MainWindow : public QMainWindow {
     QProgressBar* progress_;
     QMenu* recentMenu_ = nullptr;
     QAction* saveSelected_ = nullptr;
+    QAction* editName_ = nullptr;
+    QAction* clone_ = nullptr;
+    QAction* runEditor_ = nullptr;
+    int runningEditors_ = 0;
     StatusBarLine statusLine_;
     StatusLine* previousStatus_ = nullptr;
     bool messages_ = true;

@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QItemSelectionModel>
 #include <QStringList>
+#include <QTreeView>
 
 #include "app/app_test_support.h"
 #include "app/collection_models.h"
@@ -13,6 +15,7 @@
 #include "fileio/open_save.h"
 #include "formats/install.h"
 #include "model/collection.h"
+#include "model/instrument.h"
 #include "model/last_error.h"
 #include "model/settings.h"
 #include "model/text.h"
@@ -111,6 +114,62 @@ TEST_F(DispatchTest, SaveCollectionWritesBackToTheSourceFile) {
     EXPECT_EQ(back->frames, 24000u);
     EXPECT_EQ(back->channels, 2);
     EXPECT_EQ(back->sampleRate, 48000u);
+}
+
+TEST_F(DispatchTest, EditCommandsBuildAnInstrumentAroundTheSelection) {
+    QStringList labels;
+    window_.pushWholeState = [&](const QString& label) { labels << label; };
+
+    // Nothing selected: a layer has nowhere to go, and nothing changes.
+    window_.dispatch(kCmdAddLayer);
+    EXPECT_EQ(collection_.count(ItemType::Layer), 0u);
+
+    window_.dispatch(kCmdAddInstrument);
+    ASSERT_EQ(collection_.count(ItemType::Instrument), 1u);
+    auto* instrument = static_cast<Instrument*>(collection_.first(ItemType::Instrument));
+    // The new item is the selection the next command works on.
+    EXPECT_EQ(window_.selectedItem(), instrument);
+    window_.dispatch(kCmdAddLayer);
+    ASSERT_EQ(instrument->ids.size(), 1u);
+    Layer* layer = instrument->layerAt(0);
+    EXPECT_EQ(window_.selectedItem(), layer);
+    window_.dispatch(kCmdAddRegion);
+    window_.dispatch(kCmdAddRegion);
+    ASSERT_EQ(layer->ids.size(), 2u);
+    EXPECT_EQ(window_.selectedItem()->id, layer->ids[1]);
+    EXPECT_EQ(window_.treeModel()->rowCount(window_.treeModel()->indexOf(layer->id)), 2);
+
+    // A clone of the selected layer goes behind it, regions and all.
+    ASSERT_TRUE(window_.selectItem(layer->id));
+    window_.dispatch(kCmdClone);
+    ASSERT_EQ(instrument->ids.size(), 2u);
+    EXPECT_EQ(collection_.count(ItemType::Region), 4u);
+    EXPECT_EQ(window_.selectedItem()->id, instrument->ids[1]);
+
+    EXPECT_EQ(labels, (QStringList{QStringLiteral("Add new layer"), QStringLiteral("Add new instrument"),
+                                   QStringLiteral("Add new layer"), QStringLiteral("Add new region"),
+                                   QStringLiteral("Add new region"), QStringLiteral("Clone")}));
+
+    // Select all and deselect all over the tree's shown rows.
+    window_.dispatch(kCmdAddInstrument);
+    window_.dispatch(kCmdSelectAll);
+    const QModelIndexList selected = window_.treeView()->selectionModel()->selectedRows();
+    EXPECT_GE(selected.size(), 2);
+    window_.dispatch(kCmdDeselectAll);
+    EXPECT_TRUE(window_.treeView()->selectionModel()->selectedRows().isEmpty());
+
+    // A name edited in the tree reaches the item, kept unique among the
+    // instruments; an empty one is refused.
+    CollectionTreeModel* tree = window_.treeModel();
+    const QModelIndex first = tree->indexOf(instrument->id);
+    const QString other = tree->data(tree->index(1, 0)).toString();
+    EXPECT_TRUE(tree->setData(first, QStringLiteral("Piano")));
+    EXPECT_EQ(WideToUtf8(instrument->name()), "Piano");
+    EXPECT_TRUE(tree->setData(tree->index(1, 0), QStringLiteral("piano")));
+    EXPECT_NE(tree->data(tree->index(1, 0)).toString().toLower(), QStringLiteral("piano"));
+    EXPECT_FALSE(tree->setData(first, QStringLiteral("  ")));
+    EXPECT_EQ(WideToUtf8(instrument->name()), "Piano");
+    EXPECT_EQ(labels.count(QStringLiteral("Rename")), 2);
 }
 
 } // namespace
