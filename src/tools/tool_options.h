@@ -44,7 +44,7 @@ struct ToolOption {
     // Text: the value at program start.
     const char16_t* defaultText = u"";
     // Choice: the rows of the drop-down.
-    std::vector<const char16_t*> choices;
+    std::vector<const char16_t*> choices = {};
     // The tool tip, if any.
     const char16_t* tip = nullptr;
     // When set and false, the row is hidden (the page) and ignored (its
@@ -56,7 +56,7 @@ struct ToolOption {
 struct ToolSpec {
     // The text at the head of the options page, if any.
     const char16_t* description = nullptr;
-    std::vector<ToolOption> options;
+    std::vector<ToolOption> options = {};
     // Works through session.items, skips what it cannot use, and calls
     // session.modified() once for each item really changed. values holds one
     // entry for each option, in the order of options. On a failure with one

@@ -1,0 +1,452 @@
+// The tool framework: the tables' order and flags, which tools a selection
+// is offered, the runner's counting, undo steps and result texts, option
+// values from text, and the level conversions every tool shares.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "model/collection.h"
+#include "model/instrument.h"
+#include "model/last_error.h"
+#include "model/song.h"
+#include "model/text.h"
+#include "model/waveform.h"
+#include "support/test_support.h"
+#include "tools/tool_runner.h"
+#include "tools/tool_session.h"
+#include "tools/tool_table.h"
+
+namespace vaxel {
+namespace {
+
+Waveform* MakeWave(Collection& c, const char16_t* name, uint8_t channels,
+                   std::initializer_list<float> samples) {
+    auto* w = new Waveform(c, kNewSerial, name);
+    w->channels = channels;
+    w->frames = uint32_t(samples.size() / channels);
+    float* data = w->allocateSamples();
+    std::copy(samples.begin(), samples.end(), data);
+    return w;
+}
+
+std::vector<std::u16string> Names(ToolKind kind) {
+    std::vector<std::u16string> names;
+    for (const ToolEntry* e = ToolTable(kind); e->name; ++e) names.push_back(e->name);
+    return names;
+}
+
+std::u16string Folded(std::u16string s) {
+    for (char16_t& c : s) c = FoldCase(c);
+    return s;
+}
+
+TEST(ToolTables, RowsStandInListOrderWithTheDeliberateFindVolumeSwap) {
+    EXPECT_EQ(Names(ToolKind::Wave).size(), 40u);
+    EXPECT_EQ(Names(ToolKind::Instrument).size(), 20u);
+    EXPECT_EQ(Names(ToolKind::Midi).size(), 9u);
+    EXPECT_EQ(ToolTable(ToolKind::Undecided), nullptr);
+    // Each table is alphabetical (case folded) but for the wave table's
+    // "Find volume", which stands ahead of "Filter waveform" on purpose.
+    for (ToolKind kind : {ToolKind::Wave, ToolKind::Instrument, ToolKind::Midi}) {
+        std::vector<std::u16string> names = Names(kind);
+        const int find = FindToolIndex(ToolTable(kind), u"Find volume");
+        if (kind == ToolKind::Wave) {
+            ASSERT_EQ(find + 1, FindToolIndex(ToolTable(kind), u"Filter waveform"));
+            std::swap(names[size_t(find)], names[size_t(find) + 1]);
+        }
+        for (size_t i = 1; i < names.size(); ++i)
+            EXPECT_LT(Folded(names[i - 1]), Folded(names[i])) << WideToUtf8(names[i]);
+    }
+    // The plug-in row is left out until there is a plug-in host, so it is
+    // neither listed nor reachable by name.
+    EXPECT_EQ(FindTool(ToolKind::Wave, u"VST plug-in effects"), nullptr);
+    // One name in all three tables; names are found case folded.
+    for (ToolKind kind : {ToolKind::Wave, ToolKind::Instrument, ToolKind::Midi})
+        EXPECT_NE(FindTool(kind, u"search AND replace text"), nullptr);
+}
+
+TEST(ToolTables, FlagsOfRowsThatTakeSectionsOrRunWithoutOptions) {
+    auto flags = [](ToolKind kind, const char16_t* name) {
+        const ToolEntry* e = FindTool(kind, name);
+        return e ? int(e->flags) : -1;
+    };
+    EXPECT_EQ(flags(ToolKind::Wave, u"Adjust volume/gain"), kSectionCapable);
+    EXPECT_EQ(flags(ToolKind::Wave, u"Cut away selection"), kSectionCapable | kSectionRequired);
+    EXPECT_EQ(flags(ToolKind::Wave, u"Invert sign throughout selection"),
+              kSectionCapable | kRunsWithoutOptions);
+    EXPECT_EQ(flags(ToolKind::Wave, u"Trim waveform to selection"),
+              kSectionCapable | kSectionRequired | kRunsWithoutOptions);
+    EXPECT_EQ(flags(ToolKind::Wave, u"Maximize amplitude"), kRunsWithoutOptions);
+    EXPECT_EQ(flags(ToolKind::Wave, u"Normalize volume"), 0);
+    EXPECT_EQ(flags(ToolKind::Midi, u"Merge selected tracks"), kRunsWithoutOptions);
+    EXPECT_EQ(flags(ToolKind::Instrument, u"Trim waveforms to region play sections"), kRunsWithoutOptions);
+    // No section flag outside the wave table.
+    for (ToolKind kind : {ToolKind::Instrument, ToolKind::Midi})
+        for (const ToolEntry* e = ToolTable(kind); e->name; ++e) EXPECT_EQ(e->flags & 3, 0);
+}
+
+// A small collection: a mono wave, a stereo wave with a forward main loop
+// and a section marker, a drum kit with two layers (one region plays a
+// section of the stereo wave), and a song of two tracks.
+struct Scene {
+    Collection c;
+    Waveform* mono;
+    Waveform* stereo;
+    Instrument* kit;
+    Layer* layer1;
+    Layer* layer2;
+    Region* region;
+    Song* song;
+    Track* track1;
+    Track* track2;
+
+    Scene() {
+        mono = MakeWave(c, u"mono", 1, {0.1f, -0.2f, 0.3f, 0.0f});
+        stereo = MakeWave(c, u"stereo", 2, {0.1f, 0.2f, 0.3f, 0.4f, -0.5f, -0.6f, 0.0f, 0.0f});
+        LoopInfo loop;
+        loop.loopType = 1;
+        loop.start = 1;
+        loop.end = 3;
+        stereo->addLoop(loop, u"loop", true, false);
+        kit = new Instrument(c, kNewSerial, u"kit");
+        kit->setLocation(0, 0, 0, true);
+        layer1 = new Layer(c, kNewSerial);
+        layer2 = new Layer(c, kNewSerial);
+        kit->addChild(*layer1);
+        kit->addChild(*layer2);
+        region = new Region(c, kNewSerial, SerialOf(stereo->id));
+        layer1->addChild(*region);
+        song = new Song(c, kNewSerial, u"song");
+        track1 = new Track(c, kNewSerial, u"one");
+        track2 = new Track(c, kNewSerial, u"two");
+        song->addChild(*track1);
+        song->addChild(*track2);
+    }
+    ToolSession session(std::vector<ItemId> ids) { return ToolSession(c, std::move(ids)); }
+};
+
+TEST(ToolSelection, TableComesFromTheFirstItemAndWorkingTextCountsIt) {
+    Scene s;
+    // A collection gets the instrument tools even when it holds waves.
+    EXPECT_EQ(s.session({s.c.id}).kind, ToolKind::Instrument);
+    EXPECT_EQ(s.session({s.mono->id, s.region->id}).kind, ToolKind::Wave);
+    EXPECT_EQ(s.session({s.track1->id}).kind, ToolKind::Midi);
+    EXPECT_EQ(s.session({s.region->id}).kind, ToolKind::Instrument);
+    EXPECT_EQ(s.session({s.layer1->id}).tableLength, 20);
+
+    EXPECT_EQ(s.session({}).workingOnText(), u"Working on nothing");
+    EXPECT_EQ(s.session({s.c.id}).workingOnText(), u"Working on the whole collection");
+    ToolSession one = s.session({s.stereo->id});
+    one.sectionEnabled = true;
+    EXPECT_EQ(one.workingOnText(), u"Working on a section in one waveform");
+    EXPECT_EQ(s.session({s.mono->id, s.stereo->id}).workingOnText(), u"Working on all 2 waveforms");
+    EXPECT_EQ(s.session({s.layer1->id, s.layer2->id}).workingOnText(), u"Working on all 2 layers");
+    // Mixed types: "collection item" outside the wave table, the first
+    // item's type in it.
+    EXPECT_EQ(s.session({s.kit->id, s.layer1->id}).workingOnText(), u"Working on 2 collection items");
+    EXPECT_EQ(s.session({s.mono->id, s.region->id, s.stereo->id}).workingOnText(), u"Working on 3 waveforms");
+}
+
+TEST(ToolSelection, PredicatesLookAtWhatIsSelected) {
+    Scene s;
+    using namespace tool_available;
+    const ToolSession monoOnly = s.session({s.mono->id});
+    const ToolSession stereoOnly = s.session({s.stereo->id});
+    EXPECT_TRUE(HasMonoWave(monoOnly));
+    EXPECT_FALSE(HasStereoWave(monoOnly));
+    EXPECT_FALSE(HasLoopedWave(monoOnly));
+    EXPECT_TRUE(HasLoopedWave(stereoOnly));
+    // A loop is a marker of kind loop: neither a section nor a non-loop one.
+    EXPECT_FALSE(HasSectionMarker(stereoOnly));
+    EXPECT_FALSE(HasNonLoopMarker(stereoOnly));
+    s.stereo->addSection(0, 2, u"part", true);
+    EXPECT_TRUE(HasSectionMarker(stereoOnly));
+    EXPECT_TRUE(HasNonLoopMarker(stereoOnly));
+    // A switched-off main loop is no looped wave.
+    s.stereo->mainLoop()->loopType = 0;
+    EXPECT_FALSE(HasLoopedWave(stereoOnly));
+
+    const ToolSession both = s.session({s.mono->id, s.stereo->id});
+    EXPECT_TRUE(TwoOrMore(both));
+    EXPECT_FALSE(ExactlyOne(both));
+    SetBatchWizardOpen(true);
+    EXPECT_FALSE(TwoOrMore(both));
+    EXPECT_FALSE(ExactlyOne(monoOnly));
+    SetBatchWizardOpen(false);
+    EXPECT_TRUE(ExactlyOne(monoOnly));
+
+    const ToolSession collection = s.session({s.c.id});
+    EXPECT_TRUE(HasDrumKit(collection));
+    EXPECT_TRUE(HasStereoInUse(collection));
+    EXPECT_TRUE(HasSong(collection));
+    EXPECT_TRUE(CollectionWithSongs(collection));
+    EXPECT_FALSE(SeveralInstruments(collection));
+    EXPECT_TRUE(SeveralLayers(collection));
+    EXPECT_FALSE(HasPlaySection(collection));
+    s.region->playSection = s.stereo->mainLoopId;
+    EXPECT_TRUE(HasPlaySection(collection));
+    EXPECT_TRUE(HasPlaySection(s.session({s.kit->id})));
+
+    // Two layers are "several" only with the same parent.
+    EXPECT_TRUE(SeveralLayers(s.session({s.layer1->id, s.layer2->id})));
+    auto* other = new Instrument(s.c, kNewSerial, u"other");
+    auto* lone = new Layer(s.c, kNewSerial);
+    other->addChild(*lone);
+    EXPECT_FALSE(SeveralLayers(s.session({s.layer1->id, lone->id})));
+    EXPECT_TRUE(SeveralInstruments(s.session({s.kit->id, other->id})));
+    EXPECT_TRUE(HasStereoInUse(s.session({s.kit->id})));
+    EXPECT_FALSE(HasStereoInUse(s.session({other->id})));
+
+    EXPECT_TRUE(MergeableTracks(s.session({s.track1->id, s.track2->id})));
+    EXPECT_TRUE(MergeableTracks(s.session({s.song->id})));
+    EXPECT_FALSE(MergeableTracks(s.session({s.track1->id})));
+    EXPECT_TRUE(HasTrackOrSong(s.session({s.track1->id})));
+    EXPECT_FALSE(HasSong(s.session({s.track1->id})));
+    // An item deleted after the selection was taken is simply gone.
+    ToolSession stale = s.session({s.mono->id});
+    delete s.mono;
+    EXPECT_FALSE(HasMonoWave(stale));
+    EXPECT_TRUE(stale.waves().empty());
+}
+
+// A tool for the runner's tests: negates every sample of the selected
+// waves within the section, counting the waves that held anything but
+// zeros. Bound to a row of a later Part for the test's duration.
+struct Negate {
+    static inline bool sawSection = false;
+    static void Execute(ToolSession& session, const ToolValues& values) {
+        sawSection = session.sectionEnabled;
+        const float factor = float(values.number("factor"));
+        for (Waveform* w : session.waves()) {
+            uint32_t start, end;
+            if (!session.sectionOf(*w, start, end)) continue;
+            float* data = w->lockSamplesForWrite();
+            bool changed = false;
+            for (size_t i = size_t(start) * w->channels; i < size_t(end) * w->channels; ++i) {
+                changed |= data[i] != 0.0f;
+                data[i] *= -factor;
+            }
+            if (changed) session.modified();
+        }
+    }
+};
+
+const ToolSpec& NegateSpec() {
+    static const ToolSpec spec = {
+        .description = u"Negates samples.",
+        .options = {{.key = "factor",
+                     .type = OptionType::Number,
+                     .label = u"Factor:",
+                     .defaultValue = 1.0,
+                     .minimum = 0.0,
+                     .maximum = 4.0,
+                     .format = "%.2lf"},
+                    {.key = "curve", .type = OptionType::Choice, .choices = {u"Linear", u"Exponential"}},
+                    {.key = "append", .type = OptionType::Check, .defaultValue = 1.0},
+                    {.key = "find", .type = OptionType::Text, .defaultText = u"old"}},
+        .execute = &Negate::Execute,
+    };
+    return spec;
+}
+
+// Binds the test tool to a row and records what the runner asks of the
+// undo states; puts the row and the hooks back afterwards.
+class Runner : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        ForgetRememberedValues();
+        for (auto [kind, name] : kRows) {
+            previous_.push_back(FindTool(kind, name)->tool);
+            BindTool(kind, name, &NegateSpec());
+        }
+        Tools().saveSelectedState = [this](Collection&, const std::vector<ItemId>& items, bool midi,
+                                           std::u16string_view name) {
+            log.push_back(u"items " + std::u16string(name) + (midi ? u" midi" : u""));
+            selectedInState = items;
+            return true;
+        };
+        Tools().saveCollectionState = [this](Collection&, std::u16string_view name) {
+            log.push_back(u"whole " + std::u16string(name));
+            return true;
+        };
+        Tools().dropNewestState = [this](Collection&) { log.push_back(u"drop"); };
+        Tools().refreshView = [this](ToolSession& s) { selected = s.selectAfter; };
+        previousStatus_ = SetStatusLine(&status);
+    }
+    void TearDown() override {
+        for (size_t i = 0; i < kRows.size(); ++i) BindTool(kRows[i].first, kRows[i].second, previous_[i]);
+        Tools() = ToolHooks();
+        SetStatusLine(previousStatus_);
+    }
+    static inline const std::vector<std::pair<ToolKind, const char16_t*>> kRows = {
+        {ToolKind::Wave, u"Auto tune"},
+        {ToolKind::Wave, u"Insert silence"},
+        {ToolKind::Instrument, u"Transpose regions"},
+        {ToolKind::Midi, u"Transpose notes"}};
+
+    std::vector<std::u16string> log;
+    std::vector<ItemId> selectedInState;
+    ItemId selected = 0;
+    test::RecordingStatusLine status;
+
+  private:
+    std::vector<const ToolSpec*> previous_;
+    StatusLine* previousStatus_ = nullptr;
+};
+
+TEST_F(Runner, CountsChangedWavesSkipsOthersAndReportsTheResult) {
+    Scene s;
+    Waveform* silent = MakeWave(s.c, u"silent", 1, {0.0f, 0.0f});
+    std::u16string result;
+    const std::vector<ItemId> selection = {s.mono->id, s.region->id, silent->id, s.stereo->id};
+    EXPECT_EQ(runTool(s.c, u"auto TUNE", nullptr, selection, {}, &result), 2);
+    EXPECT_EQ(result, u"Processed 2 items using Auto tune");
+    EXPECT_FLOAT_EQ(s.mono->samples()->data[1], 0.2f);
+    EXPECT_FLOAT_EQ(s.stereo->samples()->data[5], 0.6f);
+    EXPECT_EQ(log, std::vector<std::u16string>{u"items Auto tune"});
+    EXPECT_EQ(selectedInState, selection);
+    // Wave tools select nothing afterwards; the status line saw the run.
+    EXPECT_EQ(selected, kNoItem);
+    ASSERT_GE(status.entries.size(), 2u);
+    EXPECT_EQ(status.entries.front().text, u"Processing");
+    EXPECT_EQ(status.entries.back().text, u"Processed 2 items using Auto tune");
+    EXPECT_EQ(status.entries.back().mode, kStatusFinal);
+
+    log.clear();
+    EXPECT_EQ(runTool(s.c, u"Auto tune", nullptr, {silent->id}, {}, &result), 0);
+    EXPECT_EQ(result, u"No items were modified by Auto tune");
+    // A run without effect leaves no undo step behind.
+    EXPECT_EQ(log, (std::vector<std::u16string>{u"items Auto tune", u"drop"}));
+
+    EXPECT_EQ(runTool(s.c, u"Auto tune", nullptr, {s.mono->id}, {}, &result), 1);
+    EXPECT_EQ(result, u"Processed 1 item using Auto tune");
+}
+
+TEST_F(Runner, SectionsOnlyForWaveToolsAndNeverEmpty) {
+    Scene s;
+    // A row without the section flag takes none.
+    EXPECT_EQ(runTool(s.c, u"Auto tune", nullptr, {s.mono->id}, {true, 1, 3}), -1);
+    EXPECT_EQ(LastErrorUtf8(), "The tool 'Auto tune' does not work on a section");
+    // frames [1, 3) of the mono wave only.
+    EXPECT_EQ(runTool(s.c, u"Insert silence", nullptr, {s.mono->id}, {true, 1, 3}), 1);
+    EXPECT_TRUE(Negate::sawSection);
+    const float* d = s.mono->samples()->data;
+    EXPECT_FLOAT_EQ(d[0], 0.1f);
+    EXPECT_FLOAT_EQ(d[1], 0.2f);
+    EXPECT_FLOAT_EQ(d[2], -0.3f);
+    EXPECT_FLOAT_EQ(d[3], 0.0f);
+    // An empty section is refused by runTool, and switched off silently by
+    // the runner when a session brings one.
+    EXPECT_EQ(runTool(s.c, u"Insert silence", nullptr, {s.mono->id}, {true, 2, 2}), -1);
+    EXPECT_STREQ(LastErrorUtf8().c_str(), "Select a valid section range!");
+    ToolSession session(s.c, {s.mono->id});
+    ASSERT_TRUE(session.chooseByName(u"Insert silence", false));
+    session.sectionEnabled = true;
+    session.sectionStart = session.sectionEnd = 2;
+    EXPECT_FALSE(CheckContinue(session));
+    EXPECT_EQ(runSession(session, RememberedValues(NegateSpec())), 1);
+    EXPECT_FALSE(Negate::sawSection);
+    // Instrument tools never see a section; they take a whole state and
+    // select the collection after a change.
+    log.clear();
+    ToolSession inst(s.c, {s.kit->id, s.mono->id});
+    ASSERT_TRUE(inst.chooseByName(u"Transpose regions", false));
+    inst.sectionEnabled = true;
+    inst.sectionEnd = 4;
+    EXPECT_EQ(runSession(inst, RememberedValues(NegateSpec())), 1);
+    EXPECT_FALSE(Negate::sawSection);
+    EXPECT_EQ(log, std::vector<std::u16string>{u"whole Transpose regions"});
+    EXPECT_EQ(selected, s.c.id);
+    // MIDI tools: a state of the selected items, marked MIDI.
+    log.clear();
+    EXPECT_EQ(runTool(s.c, u"Transpose notes", nullptr, {s.song->id}), 0);
+    EXPECT_EQ(log, (std::vector<std::u16string>{u"items Transpose notes midi", u"drop"}));
+}
+
+TEST_F(Runner, ChoosingChecksRowsAndRemembersTheLastTool) {
+    Scene s;
+    ToolSession session(s.c, {s.mono->id});
+    EXPECT_FALSE(CheckContinue(session));
+    EXPECT_STREQ(LastErrorUtf8().c_str(), "Select a processing function before proceeding!");
+    EXPECT_EQ(runSession(session, RememberedValues(NegateSpec())), -1);
+    // Not available for a mono wave.
+    EXPECT_FALSE(session.chooseByName(u"Swap left and right channels", true));
+    EXPECT_FALSE(session.chooseByName(u"No such tool", false));
+    // Quick choice runs at once only for a tool without options.
+    ASSERT_TRUE(session.chooseByNumber(FindToolIndex(session.table, u"Auto tune"), true));
+    EXPECT_FALSE(session.autoExecute);
+    EXPECT_EQ(session.tool, u"Auto tune");
+    EXPECT_EQ(LastToolOfKind(ToolKind::Wave), u"Auto tune");
+    EXPECT_TRUE(CheckContinue(session));
+    EXPECT_FALSE(session.chooseByNumber(session.tableLength, false));
+
+    // A row whose tool is not built yet is refused in so many words.
+    ToolEntry* row = FindTool(ToolKind::Wave, u"Time stretch");
+    const ToolSpec* bound = row->tool;
+    row->tool = nullptr;
+    EXPECT_EQ(runTool(s.c, u"Time stretch", nullptr, {s.mono->id}), -1);
+    EXPECT_EQ(LastErrorUtf8(), "The tool 'Time stretch' is not available yet");
+    row->tool = bound;
+}
+
+TEST_F(Runner, OptionsComeFromTextAndAreRememberedAfterARun) {
+    Scene s;
+    ToolValues v = RememberedValues(NegateSpec());
+    EXPECT_DOUBLE_EQ(v.number("factor"), 1.0);
+    EXPECT_TRUE(v.check("append"));
+    EXPECT_EQ(v.text("find"), u"old");
+
+    EXPECT_TRUE(SetOptionFromText(v, "factor", " 0,5 "));
+    EXPECT_DOUBLE_EQ(v.number("factor"), 0.5);
+    EXPECT_FALSE(SetOptionFromText(v, "factor", "4,5"));
+    EXPECT_EQ(LastErrorUtf8(), "Option 'factor' is out of range: 4,5 is not within 0..4");
+    EXPECT_FALSE(SetOptionFromText(v, "factor", "nan"));
+    EXPECT_FALSE(SetOptionFromText(v, "factor", "1,2,3"));
+    EXPECT_DOUBLE_EQ(v.number("factor"), 0.5); // a failed parse keeps the value
+    EXPECT_TRUE(SetOptionFromText(v, "curve", "exponential"));
+    EXPECT_EQ(v.integer("curve"), 1);
+    EXPECT_TRUE(SetOptionFromText(v, "curve", "0"));
+    EXPECT_FALSE(SetOptionFromText(v, "curve", "2"));
+    EXPECT_NE(LastErrorUtf8().find("0=Linear, 1=Exponential"), std::string::npos);
+    EXPECT_TRUE(SetOptionFromText(v, "append", "off"));
+    EXPECT_FALSE(SetOptionFromText(v, "append", "maybe"));
+    EXPECT_TRUE(SetOptionFromText(v, "find", "Flöte"));
+    EXPECT_EQ(v.text("find"), u"Flöte");
+    EXPECT_FALSE(SetOptionFromText(v, "gain", "1"));
+    EXPECT_EQ(LastErrorUtf8(), "Unknown option 'gain'; this tool takes: factor, curve, append, find");
+
+    // The run keeps what it was given for the next one.
+    EXPECT_EQ(runTool(s.c, u"Auto tune", &v, {s.mono->id}), 1);
+    EXPECT_FLOAT_EQ(s.mono->samples()->data[0], -0.05f);
+    const ToolValues& kept = RememberedValues(NegateSpec());
+    EXPECT_DOUBLE_EQ(kept.number("factor"), 0.5);
+    EXPECT_FALSE(kept.check("append"));
+    EXPECT_EQ(runTool(s.c, u"Auto tune", nullptr, {s.mono->id}), 1);
+    EXPECT_FLOAT_EQ(s.mono->samples()->data[0], 0.025f);
+}
+
+TEST(ToolLevels, DecibelConversionsKeepTheirShortcutsAndGrain) {
+    EXPECT_EQ(LinearToDb(1.5848933e-5f), -96.0f);
+    EXPECT_EQ(LinearToDb(0.0f), -96.0f);
+    EXPECT_EQ(LinearToDb(-1.0f), -96.0f);
+    EXPECT_EQ(LinearToDb(2.0f), 6.0f);
+    EXPECT_EQ(LinearToDb(0.25f), -12.0f);
+    EXPECT_FLOAT_EQ(LinearToDb(0.1f), -20.0f);
+    // A grain of 0.01 dB, rounded away from zero.
+    EXPECT_FLOAT_EQ(LinearToDb(0.7f), -3.10f);
+    EXPECT_FLOAT_EQ(LinearToDb(1.7f), 4.61f);
+
+    EXPECT_EQ(DbToLinear(-96.0f), 0.0f);
+    EXPECT_EQ(DbToLinear(6.0f), 2.0f);
+    EXPECT_EQ(DbToLinear(-12.0f), 0.25f);
+    EXPECT_EQ(DbToLinear(12.0f), 5.0f); // as it stands, not 4
+    EXPECT_FLOAT_EQ(DbToLinear(3.0f), 1.413f);
+    EXPECT_FLOAT_EQ(DbToLinear(-3.0f), 0.70794576f);
+    for (float d = -90.0f; d < 20.0f; d += 0.37f)
+        if (std::fabs(d - 12.0f) > 0.01f) {
+            EXPECT_NEAR(LinearToDb(DbToLinear(d)), d, 0.011f) << d;
+        }
+}
+
+} // namespace
+} // namespace vaxel
