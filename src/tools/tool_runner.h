@@ -59,8 +59,11 @@ struct ToolSectionRange {
 };
 
 // Runs the tool of that name (case folded) over the selection: the table is
-// the one of the selection's first item. values null runs with the
-// remembered values. Returns as runSession.
+// the one of the selection's first item, and the row's predicate is asked as
+// when a tool is chosen by name: a tool the selection is not offered (Swap
+// left and right channels on mono waves) fails with LastError "The tool '…'
+// can't work on this selection". values null runs with the remembered
+// values. Returns as runSession.
 int runTool(Collection& collection, std::u16string_view name, const ToolValues* values,
             const std::vector<ItemId>& selection, const ToolSectionRange& section = {},
             std::u16string* result = nullptr);

@@ -450,3 +450,91 @@ TEST(ToolLevels, DecibelConversionsKeepTheirShortcutsAndGrain) {
 
 } // namespace
 } // namespace vaxel
+
+namespace vaxel {
+namespace {
+
+std::string Vaxel() {
+    return test::Quote(test::CliPath().string());
+}
+
+// The loudest level (dB) that sox's stats effect reports over the file.
+double SoxPeakDb(const std::string& arguments) {
+    std::string out;
+    EXPECT_EQ(test::Run("sox -D " + arguments + " -n stats", &out, true), 0) << out;
+    const size_t at = out.find("Pk lev dB");
+    if (at == std::string::npos) return 1e9;
+    return std::strtod(out.c_str() + at + 9, nullptr);
+}
+
+TEST(ProcessCommand, MaximizeAmplitudeMatchesSoxNormalizing) {
+    test::RequireTool("sox");
+    test::TempDir dir;
+    const std::string in = test::Quote((dir / "in.wav").string());
+    const std::string out = test::Quote((dir / "out.wav").string());
+    const std::string ref = test::Quote((dir / "ref.wav").string());
+    ASSERT_EQ(test::Run("sox -n -r 44100 -c 2 -b 16 " + in + " synth 0.3 sine 440 sine 660 gain -8"), 0);
+    ASSERT_EQ(test::Run("sox " + in + " -e floating-point -b 32 " + ref + " gain -n 2>/dev/null"), 0);
+    std::string text;
+    ASSERT_EQ(test::Run(Vaxel() + " process " + in + " -o " + out +
+                            " --coding 'Float 32-bit' --tool 'maximize amplitude' 2>/dev/null",
+                        &text),
+              0);
+    EXPECT_EQ(text, "Processed 1 item using Maximize amplitude\n");
+    EXPECT_NEAR(SoxPeakDb(out), 0.0, 0.005);
+    // Ours against sox's gain -n, sample by sample.
+    EXPECT_LT(SoxPeakDb("-m -v 1 " + out + " -v -1 " + ref), -120.0);
+}
+
+TEST(ProcessCommand, OptionsSectionsAndRefusalsInPlainWords) {
+    test::RequireTool("sox");
+    test::TempDir dir;
+    const std::string in = test::Quote((dir / "in.wav").string());
+    const std::string out = test::Quote((dir / "out.wav").string());
+    ASSERT_EQ(test::Run("sox -n -r 8000 -c 1 -e floating-point -b 32 " + in + " synth 0.5 sine 300 gain -3"),
+              0);
+    auto run = [&](const std::string& arguments, std::string* output) {
+        output->clear();
+        return test::Run(Vaxel() + " process " + in + " -o " + out + " " + arguments, output, true);
+    };
+    std::string text;
+    // -6,0206 dB (a comma as the point) halves frames 1000 to 2999 only.
+    ASSERT_EQ(run("--tool 'Adjust volume/gain' --set gain=-6,0206 --section 1000:3000", &text), 0) << text;
+    EXPECT_NE(text.find("Processed 1 item using Adjust volume/gain"), std::string::npos);
+    text.clear();
+    ASSERT_EQ(test::Run("/usr/bin/python3 -c 'import soundfile as sf, numpy as np, sys\n"
+                        "a, _ = sf.read(sys.argv[1]); b, _ = sf.read(sys.argv[2])\n"
+                        "r = a.copy(); r[1000:3000] *= 0.5\n"
+                        "print(len(a) == len(b), float(np.max(np.abs(b - r))) < 1e-6)' " +
+                            in + " " + out,
+                        &text),
+              0);
+    EXPECT_EQ(text, "True True\n");
+
+    EXPECT_EQ(run("--tool 'Adjust volume/gain' --set gain=200", &text), 2);
+    EXPECT_NE(text.find("Option 'gain' is out of range: 200 is not within -96..96 dB"), std::string::npos)
+        << text;
+    EXPECT_EQ(run("--tool 'Adjust volume/gain' --set loudness=2", &text), 2);
+    EXPECT_NE(text.find("Unknown option 'loudness'; this tool takes: gain"), std::string::npos) << text;
+    EXPECT_EQ(run("--tool 'Adjust volume/gain' --section 30:20", &text), 2);
+    EXPECT_NE(text.find("Select a valid section range!"), std::string::npos) << text;
+    EXPECT_EQ(run("--tool 'Maximize amplitude' --section 0:20", &text), 2);
+    EXPECT_NE(text.find("does not work on a section"), std::string::npos) << text;
+    EXPECT_EQ(run("--tool 'Make it sound better'", &text), 2);
+    EXPECT_NE(text.find("there is no tool 'Make it sound better'"), std::string::npos) << text;
+    // A row of the table whose tool is still to come.
+    EXPECT_EQ(run("--tool 'Time stretch'", &text), 2);
+    EXPECT_NE(text.find("the tool 'Time stretch' is not available yet"), std::string::npos) << text;
+    // Offered only for stereo waves.
+    EXPECT_EQ(run("--tool 'Swap left and right channels'", &text), 1);
+    EXPECT_NE(text.find("can't work on this selection"), std::string::npos) << text;
+    text.clear();
+    ASSERT_EQ(test::Run(Vaxel() + " process --list", &text), 0);
+    EXPECT_NE(text.find("  Maximize amplitude  [without options]\n"), std::string::npos);
+    EXPECT_NE(text.find("      gain (number: -96..96 dB) default -6.00"), std::string::npos);
+    EXPECT_NE(text.find("  Time stretch\n      (not available yet)\n"), std::string::npos);
+    EXPECT_EQ(text.find("VST plug-in effects"), std::string::npos);
+}
+
+} // namespace
+} // namespace vaxel
