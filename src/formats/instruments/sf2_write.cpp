@@ -75,6 +75,17 @@ int HzToCents(float f) {
                          : std::clamp<int>(int(std::lround(std::log(f / 8.176) / 0.0005776227)), 1500, 13500);
 }
 
+// The standard's timecents per key from the model's multiplier per octave.
+int KeyScaleToTimeCents(float multiplier) {
+    if (!(multiplier > 0.0f) || multiplier == 1.0f) return 0;
+    return std::clamp<int>(int(std::lround(std::log(double(multiplier)) / -0.0069314716)), -1200, 1200);
+}
+// An LFO rate in absolute cents (0 is 8.176 Hz, the standard's default).
+int LfoHzToCents(float f) {
+    if (!(f > 0.0f)) return -16000;
+    return std::clamp<int>(int(std::lround(std::log(f / 8.176) / 0.0005776227)), -16000, 4500);
+}
+
 struct Sample {
     const Waveform* wave;
     int channel; // 0 mono or left, 1 right
@@ -82,13 +93,42 @@ struct Sample {
 
 // The generators of one instrument zone, by the reader's conversion turned
 // around: values equal to the defaults are left out.
-void ZoneGenerators(const Region& region, const Waveform& wave, int pan, Bytes& igen, Bytes& imod) {
+using Generators = std::vector<std::pair<uint16_t, int16_t>>;
+
+// The standard's value of a generator a zone leaves out.
+int16_t GeneratorDefault(uint16_t id) {
+    switch (id) {
+    case 8:
+        return 13500;
+    case 21:
+    case 23:
+    case 25:
+    case 26:
+    case 27:
+    case 28:
+    case 30:
+    case 33:
+    case 34:
+    case 35:
+    case 36:
+    case 38:
+        return -12000;
+    case 46:
+    case 47:
+    case 58:
+        return -1;
+    case 56:
+        return 100;
+    default:
+        return 0;
+    }
+}
+
+void ZoneGenerators(const Region& region, const Waveform& wave, int pan, Generators& out, Bytes& imod) {
     const float* v = region.articulation.values;
-    auto gen = [&](int g, int value) {
-        Put16(igen, uint16_t(g));
-        Put16(igen, uint16_t(int16_t(value)));
-    };
-    gen(43, region.trigger.keyLow | region.trigger.keyHigh << 8);
+    auto gen = [&](int g, int value) { out.emplace_back(uint16_t(g), int16_t(value)); };
+    if (region.trigger.keyLow != 0 || region.trigger.keyHigh != 127)
+        gen(43, region.trigger.keyLow | region.trigger.keyHigh << 8);
     if (region.trigger.velocityLow != 0 || region.trigger.velocityHigh != 127)
         gen(44, region.trigger.velocityLow | region.trigger.velocityHigh << 8);
 
@@ -116,6 +156,44 @@ void ZoneGenerators(const Region& region, const Waveform& wave, int pan, Bytes& 
     }
     int sustain = int(std::lround((1.0f - v[EnvRow(kEnvVolume, kEnvSustain)]) * 960));
     if (sustain > 0) gen(37, sustain);
+
+    int keyToHold = KeyScaleToTimeCents(v[EnvRow(kEnvVolume, kEnvKeyToD1)]);
+    int keyToDecay = KeyScaleToTimeCents(v[EnvRow(kEnvVolume, kEnvKeyToD2)]);
+    if (keyToHold) gen(39, keyToHold);
+    if (keyToDecay) gen(40, keyToDecay);
+
+    // The modulation envelope: the reader gives the pitch and filter
+    // envelopes the same stages, so the pitch one is taken back.
+    const int modEnv[5][2] = {{25, EnvRow(kEnvPitch, kEnvA1Time)},
+                              {26, EnvRow(kEnvPitch, kEnvA2Time)},
+                              {27, EnvRow(kEnvPitch, kEnvD1Time)},
+                              {28, EnvRow(kEnvPitch, kEnvD2Time)},
+                              {30, EnvRow(kEnvPitch, kEnvR1Rate)}};
+    for (auto [g, row] : modEnv) {
+        int tc = SecondsToTimeCents(v[row]);
+        if (tc != -12000) gen(g, tc);
+    }
+    int modSustain = int(std::lround((1.0f - v[EnvRow(kEnvPitch, kEnvSustain)]) * 1000));
+    if (modSustain > 0) gen(29, std::min(modSustain, 1000));
+    if (int k = KeyScaleToTimeCents(v[EnvRow(kEnvPitch, kEnvKeyToD1)])) gen(31, k);
+    if (int k = KeyScaleToTimeCents(v[EnvRow(kEnvPitch, kEnvKeyToD2)])) gen(32, k);
+    if (int c = int(std::lround(v[kParamPEnvToPitch] * 100))) gen(7, std::clamp(c, -12000, 12000));
+    if (int c = int(std::lround(v[kParamFEnvToCutoff] * 100))) gen(11, std::clamp(c, -12000, 12000));
+
+    // The vibrato LFO from the P-LFO, the modulation LFO from the V-LFO
+    // (the reader gives the V-, F- and X-LFO its one rate and delay).
+    if (int c = LfoHzToCents(v[LfoRow(kLfoPitch, kLfoFrequency)])) gen(24, c);
+    if (int tc = SecondsToTimeCents(v[LfoRow(kLfoPitch, kLfoDelay)]); tc != -12000) gen(23, tc);
+    if (int c = int(std::lround(v[4] * 100))) gen(6, std::clamp(c, -12000, 12000));
+    if (int c = LfoHzToCents(v[LfoRow(kLfoVolume, kLfoFrequency)])) gen(22, c);
+    if (int tc = SecondsToTimeCents(v[LfoRow(kLfoVolume, kLfoDelay)]); tc != -12000) gen(21, tc);
+    if (int c = int(std::lround(v[8] * 100))) gen(5, std::clamp(c, -12000, 12000));
+    if (int c = int(std::lround(v[19] * 10))) gen(13, std::clamp(c, -960, 960));
+    if (int c = int(std::lround(v[31] * 100))) gen(10, std::clamp(c, -12000, 12000));
+
+    // Effect sends in 0.1 % steps.
+    if (int s = int(std::lround(v[kParamSendFirst] * 1000))) gen(16, std::clamp(s, 0, 1000));
+    if (int s = int(std::lround(v[kParamSendFirst + 2] * 1000))) gen(15, std::clamp(s, 0, 1000));
 
     if (v[kParamFilterType] == 2.0f) {
         // The reader lifted the cutoff to the centre of the velocity range
@@ -221,6 +299,7 @@ int WriteSf2(CollectionItem& item, FileObject& file, const WriteOptions& options
 
     Bytes phdr, pbag, pmod, pgen, inst, ibag, imod, igen;
     uint32_t instrumentCount = 0;
+    std::map<Bytes, uint32_t> written; // an instrument's zones -> its index
     for (Instrument* source : instruments) {
         Instrument& in = *source;
         PutName(phdr, in.name());
@@ -232,7 +311,80 @@ int WriteSf2(CollectionItem& item, FileObject& file, const WriteOptions& options
         // One bank instrument per Layer, each named by a zone of the
         // preset; the second and later ones carry a two-digit number.
         for (uint32_t l = 0; Layer* layer = in.layerAt(l); ++l) {
+            // The zones' generators; those that every zone has with the
+            // same value go once into a global zone in front, which keeps
+            // large banks under the format's record limit.
+            std::vector<Generators> zones;
+            std::vector<Bytes> zoneMods;
+            for (uint32_t r = 0; Region* region = layer->regionAt(r); ++r) {
+                const Waveform* w = region->waveform();
+                if (!w || !firstSample.count(w)) continue;
+                for (int side = 0; side < w->channels && side < 2; ++side) {
+                    zones.emplace_back();
+                    zoneMods.emplace_back();
+                    ZoneGenerators(*region, *w, w->channels == 2 ? (side ? 500 : -500) : 0, zones.back(),
+                                   zoneMods.back());
+                    zones.back().emplace_back(uint16_t(53), int16_t(firstSample[w] + side));
+                }
+            }
+            // A global zone in front takes, for each generator, the value
+            // most zones share, where that saves records: zones with the
+            // value leave it out, zones without the generator then spell
+            // out its default. This keeps large banks under the record limit.
+            Generators common;
+            if (zones.size() > 1) {
+                std::map<uint16_t, std::map<int16_t, uint32_t>> counts;
+                for (const Generators& z : zones)
+                    for (const auto& g : z)
+                        if (g.first != 43 && g.first != 44 && g.first != 53) ++counts[g.first][g.second];
+                for (const auto& [id, values] : counts) {
+                    uint32_t present = 0;
+                    for (const auto& v : values) present += v.second;
+                    const uint32_t absent = uint32_t(zones.size()) - present;
+                    auto best =
+                        std::max_element(values.begin(), values.end(),
+                                         [](const auto& x, const auto& y) { return x.second < y.second; });
+                    if (best->second > absent + 1) common.emplace_back(id, best->first);
+                }
+                for (Generators& z : zones) {
+                    Generators kept;
+                    for (const auto& g : z)
+                        if (std::find(common.begin(), common.end(), g) == common.end()) kept.push_back(g);
+                    // Defaults go in front of the closing sample generator.
+                    auto sampleAt = kept.end() - 1;
+                    Generators defaults;
+                    for (const auto& c : common) {
+                        bool has = std::any_of(z.begin(), z.end(),
+                                               [&](const auto& g) { return g.first == c.first; });
+                        if (!has) defaults.emplace_back(c.first, GeneratorDefault(c.first));
+                    }
+                    kept.insert(sampleAt, defaults.begin(), defaults.end());
+                    z = std::move(kept);
+                }
+            }
+            auto putZone = [&](const Generators& gens, const Bytes& mods) {
+                Put16(ibag, uint32_t(igen.size() / 4)), Put16(ibag, uint32_t(imod.size() / 10));
+                for (const auto& g : gens) Put16(igen, g.first), Put16(igen, uint16_t(g.second));
+                imod.insert(imod.end(), mods.begin(), mods.end());
+            };
+            // A Layer whose zones came out the same as an earlier one's (a
+            // bank's presets often share instruments) names that instrument.
+            Bytes key;
+            for (const auto& g : common) Put16(key, g.first), Put16(key, uint16_t(g.second));
+            Put16(key, 0xFFFF);
+            for (size_t z = 0; z < zones.size(); ++z) {
+                for (const auto& g : zones[z]) Put16(key, g.first), Put16(key, uint16_t(g.second));
+                Put16(key, 0xFFFF);
+                key.insert(key.end(), zoneMods[z].begin(), zoneMods[z].end());
+                Put16(key, 0xFFFF);
+            }
             Put16(pbag, uint32_t(pgen.size() / 4)), Put16(pbag, uint32_t(pmod.size() / 10));
+            auto known = written.find(key);
+            if (known != written.end()) {
+                Put16(pgen, 41), Put16(pgen, known->second);
+                continue;
+            }
+            written.emplace(std::move(key), instrumentCount);
             Put16(pgen, 41), Put16(pgen, instrumentCount++);
             std::u16string name = in.name();
             if (l > 0) {
@@ -242,15 +394,8 @@ int WriteSf2(CollectionItem& item, FileObject& file, const WriteOptions& options
             }
             PutName(inst, name.c_str());
             Put16(inst, uint32_t(ibag.size() / 4));
-            for (uint32_t r = 0; Region* region = layer->regionAt(r); ++r) {
-                const Waveform* w = region->waveform();
-                if (!w || !firstSample.count(w)) continue;
-                for (int side = 0; side < w->channels && side < 2; ++side) {
-                    Put16(ibag, uint32_t(igen.size() / 4)), Put16(ibag, uint32_t(imod.size() / 10));
-                    ZoneGenerators(*region, *w, w->channels == 2 ? (side ? 500 : -500) : 0, igen, imod);
-                    Put16(igen, 53), Put16(igen, firstSample[w] + side);
-                }
-            }
+            if (!common.empty()) putZone(common, Bytes{});
+            for (size_t z = 0; z < zones.size(); ++z) putZone(zones[z], zoneMods[z]);
         }
         if (igen.size() / 4 >= 65536 || imod.size() / 10 >= 65536 || ibag.size() / 4 >= 65536 ||
             pgen.size() / 4 >= 65536 || pmod.size() / 10 >= 65536 || pbag.size() / 4 >= 65536)
