@@ -5,7 +5,8 @@
 
 namespace vaxel {
 class Collection;
-}
+struct WriteOptions;
+} // namespace vaxel
 
 namespace vaxel::cli {
 
@@ -22,6 +23,7 @@ int Info(const Args& args);
 int Convert(const Args& args);
 int Merge(const Args& args);
 int Process(const Args& args);
+int SaveAll(const Args& args);
 
 // Where and how convert, merge and process save what they opened.
 struct SaveRequest {
@@ -37,6 +39,9 @@ bool ReadSaveOptions(const Args& args, SaveRequest& request, Args& positional, c
 // one item of the kind the format holds, or each such item into its own
 // file. Returns an exit code.
 int SaveCollection(Collection& collection, const SaveRequest& request, const char* command);
+// The write options of a request for a row: its coding and channels
+// checked against what the row holds (a message and false otherwise).
+bool BuildWriteOptions(const SaveRequest& request, int row, WriteOptions& options, const char* command);
 // A path made absolute (opening a file changes the current folder).
 std::string Absolute(const std::string& path);
 

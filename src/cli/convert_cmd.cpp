@@ -214,6 +214,10 @@ bool ReadSaveOptions(const Args& args, SaveRequest& request, Args& positional, c
     return ParseSaveOptions(args, request, positional, command);
 }
 
+bool BuildWriteOptions(const SaveRequest& request, int row, WriteOptions& options, const char* command) {
+    return BuildOptions(request, row, options, command);
+}
+
 // Opening a file makes its folder the current one, so that formats find the
 // files it refers to; paths from the command line are made absolute first.
 std::string Absolute(const std::string& path) {

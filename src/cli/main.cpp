@@ -26,6 +26,11 @@ const char kUsage[] =
     "                            run a tool over every wave, instrument or song\n"
     "                            of a file and save the result\n"
     "  process --list            list the tools with their options\n"
+    "  save-all IN... -o DIR --to EXT|ROW [--kind waveform|instrument|song]\n"
+    "           [--naming SCHEME] [--base NAME] [--if-exists skip|overwrite|rename|stop]\n"
+    "                            save every item of the kind into a file of its own;\n"
+    "                            schemes: base-number, number-base, base-name, name,\n"
+    "                            number-name, source-file, bank-program\n"
     "\n"
     "Codings: \"PCM 8-bit\", \"PCM 16-bit\", \"PCM 24-bit\", \"PCM 32-bit\", \"Float 32-bit\",\n"
     "  \"Mu-law 8-bit\", \"A-law 8-bit\", ... as far as the output format holds them.\n"
@@ -65,6 +70,7 @@ int main(int argc, char** argv) {
     if (command == "convert") return Convert(args);
     if (command == "merge") return Merge(args);
     if (command == "process") return Process(args);
+    if (command == "save-all") return SaveAll(args);
     std::fprintf(stderr, "vaxel: unknown command '%s'\n\n%s", command.c_str(), kUsage);
     return kExitUsage;
 }

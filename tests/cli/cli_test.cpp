@@ -1,5 +1,10 @@
 // The vaxel program as a user runs it: exit codes, messages, and output
 // that other programs can read.
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
 #include <gtest/gtest.h>
 
 #include "support/test_support.h"
@@ -179,6 +184,88 @@ TEST(CliMerge, PutsTheWavesOfSeveralFilesIntoOneSave) {
         << text;
     EXPECT_TRUE(std::filesystem::exists(dir / "both - a.wav"));
     EXPECT_TRUE(std::filesystem::exists(dir / "both - b.wav"));
+}
+
+// Save all turns a bank into its waves: one WAV a sample the bank holds in
+// the file (its ROM samples aren't), named by the scheme, with the
+// sample's frames, root key and loop as the bank's shdr records give them
+// (read here by a few lines of Python) and as libsndfile reads the WAVs.
+TEST(CliSaveAll, TurnsABankIntoItsWavesByTheNamingScheme) {
+    test::RequireTool("sndfile-info");
+    test::TempDir dir;
+    const std::string bank = (test::DataDir() / "instruments/sf2/VintageDreamsWaves-v2.sf2").string();
+    std::string text;
+    ASSERT_EQ(test::Run(Vaxel() + " save-all " + Quote(bank) +
+                            " --kind waveform --to wav --naming number-name -o " + Quote(dir.path().string()),
+                        &text, true),
+              0)
+        << text;
+    EXPECT_NE(text.find("Done: Saved 123 files."), std::string::npos) << text;
+
+    test::WriteFile(dir / "shdr.py", std::string(R"(
+import struct, sys
+d = open(sys.argv[1], 'rb').read()
+at = d.find(b'shdr')
+n = struct.unpack('<I', d[at + 4:at + 8])[0] // 46
+kept = 0
+for i in range(n - 1):
+    r = d[at + 8 + 46 * i:at + 8 + 46 * (i + 1)]
+    name, start, end, ls, le, rate, key, corr, link, kind = struct.unpack('<20sIIIIIBbHH', r)
+    if kind & 0x8000 or end <= start: continue
+    kept += 1
+    if name.split(b'\0')[0] == sys.argv[2].encode():
+        print(end - start, key, ls - start, le - start - 1, rate)
+print(kept)
+)"));
+    text.clear();
+    ASSERT_EQ(
+        test::Run("/usr/bin/python3 " + Quote((dir / "shdr.py").string()) + " " + Quote(bank) + " Sine_a2",
+                  &text),
+        0);
+    int frames = 0, key = 0, loopStart = 0, loopEnd = 0, rate = 0, kept = 0;
+    ASSERT_EQ(
+        std::sscanf(text.c_str(), "%d %d %d %d %d %d", &frames, &key, &loopStart, &loopEnd, &rate, &kept), 6)
+        << text;
+    EXPECT_EQ(kept, 123);
+
+    const std::string wave = (dir / "105 - Sine_a2.wav").string();
+    text.clear();
+    ASSERT_EQ(test::Run("sndfile-info " + Quote(wave), &text), 0) << text;
+    auto number = [&](const char* label) {
+        // The loop's numbers stand in the smpl part, behind "Loop Count".
+        size_t from = std::strncmp(label, "Start", 5) == 0 || std::strncmp(label, "End", 3) == 0
+                          ? text.find("Loop Count")
+                          : 0;
+        size_t at = from == std::string::npos ? from : text.find(label, from);
+        return at == std::string::npos ? -1 : std::atoi(text.c_str() + at + std::strlen(label));
+    };
+    EXPECT_EQ(number("Frames      : "), frames);
+    EXPECT_EQ(number("Sample Rate : "), rate);
+    EXPECT_EQ(number("Midi Note    : "), key);
+    EXPECT_EQ(number("Start :"), loopStart);
+    EXPECT_EQ(number("End :"), loopEnd);
+
+    // Again: every name exists; skipped and said so, nothing overwritten.
+    text.clear();
+    EXPECT_EQ(test::Run(Vaxel() + " save-all " + Quote(bank) + " --to wav --naming number-name -o " +
+                            Quote(dir.path().string()),
+                        &text, true),
+              0);
+    EXPECT_NE(text.find("'105 - Sine_a2.wav' exists; skipped"), std::string::npos) << text;
+    // Renaming picks free names beside them.
+    EXPECT_EQ(test::Run(Vaxel() + " save-all " + Quote(bank) +
+                        " --to wav --naming number-name --if-exists rename -o " + Quote(dir.path().string()) +
+                        " > /dev/null 2>&1"),
+              0);
+    EXPECT_TRUE(std::filesystem::exists(dir / "105 - Sine_a2 2.wav"));
+
+    // A format that can't hold the kind asked for is refused before anything is written.
+    text.clear();
+    EXPECT_EQ(test::Run(Vaxel() + " save-all " + Quote(bank) + " --kind instrument --to wav -o " +
+                            Quote(dir.path().string()),
+                        &text, true),
+              2);
+    EXPECT_NE(text.find("no format writes instruments as '.wav' files"), std::string::npos) << text;
 }
 
 } // namespace
