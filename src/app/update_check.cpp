@@ -10,6 +10,7 @@
 #include <QNetworkRequest>
 #include <QPushButton>
 #include <QRegularExpression>
+#include <QTimer>
 #include <QUrl>
 #include <QWidget>
 
@@ -28,6 +29,10 @@ long long ParseVersion(const QString& text) {
     return value;
 }
 
+namespace {
+void ShowResult(QWidget* parent, const QUrl& base, const QString& latest, bool fromCommand, bool messages);
+} // namespace
+
 QString CurrentVersionText() {
     return QString::fromLatin1(kSettingsVersion) + QStringLiteral(".0.8");
 }
@@ -44,42 +49,53 @@ void CheckForUpdates(QWidget* parent, bool fromCommand, bool messages) {
     auto* network = new QNetworkAccessManager(parent);
     QNetworkReply* reply = network->get(request);
     QObject::connect(reply, &QNetworkReply::finished, parent, [=] {
+        const QString latest = QString::fromLatin1(reply->read(16)).trimmed();
+        const bool ok = reply->error() == QNetworkReply::NoError;
         reply->deleteLater();
         network->deleteLater();
-        const bool show = messages && fromCommand;
-        const QString latest = QString::fromLatin1(reply->read(16)).trimmed();
-        const long long latestNumber = reply->error() == QNetworkReply::NoError ? ParseVersion(latest) : -1;
-        if (latestNumber < 0) {
-            if (show)
-                QMessageBox::warning(parent, QStringLiteral("Vaxel Studio"),
-                                     QStringLiteral("Failed - could not connect to server!"));
-            return;
-        }
-        const QString current = CurrentVersionText();
-        if (latestNumber <= ParseVersion(current)) {
-            if (show)
-                QMessageBox::information(parent, QStringLiteral("Vaxel Studio"),
-                                         QStringLiteral("\nYou're good - no newer version was found."));
-            return;
-        }
-        if (!messages) return;
-        // The reply carries no mark of a beta: both versions read as releases.
-        QMessageBox box(
-            QMessageBox::Information, QStringLiteral("Vaxel Studio"),
-            QStringLiteral("A newer version is available!\n\nCurrent version is:  \tv%1%2\nLatest "
-                           "version is:   \tv%3%4\n\nWould you like to go to our web-site to "
-                           "download it?")
-                .arg(current, QStringLiteral(" release"), latest, QStringLiteral(" release")),
-            QMessageBox::NoButton, parent);
-        QPushButton* go = box.addButton(QStringLiteral("Yes, take me there"), QMessageBox::AcceptRole);
-        box.addButton(QStringLiteral("Not now"), QMessageBox::RejectRole);
-        auto* stop = new QCheckBox(QStringLiteral("Don't ask again"), &box);
-        box.setCheckBox(stop);
-        box.exec();
-        if (stop->isChecked()) GlobalSettings().app.bCheckForUpdates = false;
-        // The download page is the update address itself.
-        if (box.clickedButton() == go) QDesktopServices::openUrl(base);
+        // The answer's boxes run their own event loops: not inside the
+        // network's signal.
+        QTimer::singleShot(0, parent,
+                           [=] { ShowResult(parent, base, ok ? latest : QString(), fromCommand, messages); });
     });
 }
+
+namespace {
+
+void ShowResult(QWidget* parent, const QUrl& base, const QString& latest, bool fromCommand, bool messages) {
+    const bool show = messages && fromCommand;
+    const long long latestNumber = ParseVersion(latest);
+    if (latestNumber < 0) {
+        if (show)
+            QMessageBox::warning(parent, QStringLiteral("Vaxel Studio"),
+                                 QStringLiteral("Failed - could not connect to server!"));
+        return;
+    }
+    const QString current = CurrentVersionText();
+    if (latestNumber <= ParseVersion(current)) {
+        if (show)
+            QMessageBox::information(parent, QStringLiteral("Vaxel Studio"),
+                                     QStringLiteral("\nYou're good - no newer version was found."));
+        return;
+    }
+    if (!messages) return;
+    // The reply carries no mark of a beta: both versions read as releases.
+    QMessageBox box(QMessageBox::Information, QStringLiteral("Vaxel Studio"),
+                    QStringLiteral("A newer version is available!\n\nCurrent version is:  \tv%1%2\nLatest "
+                                   "version is:   \tv%3%4\n\nWould you like to go to our web-site to "
+                                   "download it?")
+                        .arg(current, QStringLiteral(" release"), latest, QStringLiteral(" release")),
+                    QMessageBox::NoButton, parent);
+    QPushButton* go = box.addButton(QStringLiteral("Yes, take me there"), QMessageBox::AcceptRole);
+    box.addButton(QStringLiteral("Not now"), QMessageBox::RejectRole);
+    auto* stop = new QCheckBox(QStringLiteral("Don't ask again"), &box);
+    box.setCheckBox(stop);
+    box.exec();
+    if (stop->isChecked()) GlobalSettings().app.bCheckForUpdates = false;
+    // The download page is the update address itself.
+    if (box.clickedButton() == go) QDesktopServices::openUrl(base);
+}
+
+} // namespace
 
 } // namespace vaxel::app

@@ -5,9 +5,13 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMessageBox>
+#include <QNetworkAccessManager>
+#include <QPointer>
 #include <QProcess>
 #include <QSignalSpy>
 #include <QStatusBar>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTimer>
 #include <QTreeView>
@@ -19,6 +23,7 @@
 #include "app/commands.h"
 #include "app/main_window.h"
 #include "app/options_dialog.h"
+#include "app/update_check.h"
 #include "formats/install.h"
 #include "model/collection.h"
 #include "model/feature_mask.h"
@@ -38,10 +43,15 @@ QStringList KeyLines(const Settings& settings, const QString& path) {
     return QString::fromUtf8(file.readAll()).split(u'\n');
 }
 
+// The answers still waiting; each test's end stops them, so that none
+// answers a box of the next test.
+QList<QPointer<QTimer>> g_answers;
+
 // Calls answer with the next modal widget that comes up (within a few
 // seconds); the command that opens it runs meanwhile.
 void AnswerModal(std::function<void(QWidget*)> answer) {
     auto* timer = new QTimer;
+    g_answers << timer;
     auto tries = std::make_shared<int>(0);
     QObject::connect(timer, &QTimer::timeout, [timer, tries, answer] {
         QWidget* modal = QApplication::activeModalWidget();
@@ -87,6 +97,11 @@ class DialogsTest : public QObject {
     void initTestCase() {
         InstallFormats();
         QVERIFY(dir_.isValid());
+    }
+
+    void cleanup() {
+        for (const QPointer<QTimer>& timer : std::as_const(g_answers)) delete timer.data();
+        g_answers.clear();
     }
 
     void init() {
@@ -286,6 +301,56 @@ class DialogsTest : public QObject {
         auto* status = window.statusBar()->findChild<QLabel*>();
         QVERIFY(status);
         QCOMPARE(status->text(), QStringLiteral("Done: Edited waveform \"edit-me\" in external editor."));
+    }
+
+    // The update check against a local server: what it asks, and what it
+    // makes of the answers. Without an address it asks nothing.
+    void updateCheckAsksOnlyAConfiguredAddress() {
+        QCOMPARE(ParseVersion(QStringLiteral("12.13.0.8")), 12130008LL);
+        QCOMPARE(ParseVersion(QStringLiteral("1.2.3.4\r\n")), 1020304LL);
+        QCOMPARE(ParseVersion(QStringLiteral("v12.13.0.8")), -1LL);
+        QCOMPARE(ParseVersion(QStringLiteral("12.13.0")), -1LL);
+        QCOMPARE(ParseVersion(QStringLiteral("1234567.1.1.1.1")), -1LL);
+
+        QWidget parent;
+        CheckForUpdates(&parent, true, true);
+        QVERIFY(parent.findChildren<QNetworkAccessManager*>().isEmpty());
+
+        QTcpServer server;
+        QVERIFY(server.listen(QHostAddress::LocalHost));
+        QByteArray request, reply;
+        connect(&server, &QTcpServer::newConnection, [&] {
+            QTcpSocket* socket = server.nextPendingConnection();
+            connect(socket, &QTcpSocket::readyRead, socket, [&, socket] {
+                request += socket->readAll();
+                if (!request.contains("\r\n\r\n")) return;
+                socket->write("HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\nContent-Length: " +
+                              QByteArray::number(reply.size()) + "\r\nConnection: close\r\n\r\n" + reply);
+                socket->disconnectFromHost();
+            });
+        });
+        GlobalSettings().app.szUpdateAddress =
+            "http://127.0.0.1:" + std::to_string(server.serverPort()) + "/updates";
+
+        auto ask = [&](const QByteArray& answer) {
+            request.clear();
+            reply = answer;
+            QString text;
+            AnswerModal([&](QWidget* modal) {
+                if (auto* box = qobject_cast<QMessageBox*>(modal)) text = box->text();
+                modal->close();
+            });
+            CheckForUpdates(&parent, true, true);
+            if (!QTest::qWaitFor([&] { return !text.isEmpty(); }, 10000)) return QStringLiteral("(no box)");
+            return text;
+        };
+        QCOMPARE(ask("12.13.0.8\n"), QStringLiteral("\nYou're good - no newer version was found."));
+        QVERIFY(request.startsWith("GET /updates/ver/Vaxel%20Studio.txt HTTP/1.1\r\n"));
+        QVERIFY(request.contains("User-Agent: ZLK 1.0\r\n"));
+        const QString newer = ask("12.14.0.1");
+        QVERIFY2(newer.startsWith(QStringLiteral("A newer version is available!")), qPrintable(newer));
+        QVERIFY(newer.contains(QStringLiteral("Latest version is:   \tv12.14.0.1 release")));
+        QCOMPARE(ask("<html>Not found</html>"), QStringLiteral("Failed - could not connect to server!"));
     }
 };
 
