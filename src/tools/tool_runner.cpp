@@ -5,6 +5,7 @@
 #include <cmath>
 #include <new>
 
+#include "fileio/undo_store.h"
 #include "fileio/wave_loader.h"
 #include "model/collection.h"
 #include "model/last_error.h"
@@ -19,6 +20,32 @@ namespace vaxel {
 ToolHooks& Tools() {
     static ToolHooks hooks;
     return hooks;
+}
+
+void UseUndoStore(UndoStore* store) {
+    ToolHooks& hooks = Tools();
+    if (!store) {
+        hooks.saveSelectedState = nullptr;
+        hooks.saveCollectionState = nullptr;
+        hooks.dropNewestState = nullptr;
+        return;
+    }
+    // The step of the current run; dropStep removes it only while it is
+    // still the newest, so a stale number can do no harm.
+    static uint32_t step = 0;
+    hooks.saveSelectedState = [store](Collection&, const std::vector<ItemId>& items, bool midi,
+                                      std::u16string_view name) {
+        step = store->pushItemState(items, name, midi);
+        return step != 0;
+    };
+    hooks.saveCollectionState = [store](Collection&, std::u16string_view name) {
+        step = store->pushWholeState(name);
+        return step != 0;
+    };
+    hooks.dropNewestState = [store](Collection&) {
+        if (step) store->dropStep(step);
+        step = 0;
+    };
 }
 
 std::u16string ResultText(int count, std::u16string_view toolName) {

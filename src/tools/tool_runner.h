@@ -15,6 +15,7 @@ namespace vaxel {
 
 class Collection;
 class ToolSession;
+class UndoStore;
 
 // What the runner needs from the undo states and the window. Each may be
 // left empty: the step is then skipped.
@@ -34,6 +35,13 @@ struct ToolHooks {
     std::function<void(ToolSession&)> refreshView;
 };
 ToolHooks& Tools();
+
+// Sets the three undo hooks to take their steps in store, which must be the
+// store of the collection the tools work on: an item step for a wave or
+// MIDI tool, a whole step for an instrument tool, each labelled with the
+// tool's name; a run that changed nothing removes its step again. Null
+// empties the hooks.
+void UseUndoStore(UndoStore* store);
 
 // The result text of a run ("Processed 1 item using X", "No items were
 // modified by X").

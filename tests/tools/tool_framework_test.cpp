@@ -5,6 +5,7 @@
 
 #include <cmath>
 
+#include "fileio/undo_store.h"
 #include "model/collection.h"
 #include "model/instrument.h"
 #include "model/last_error.h"
@@ -277,6 +278,7 @@ class Runner : public ::testing::Test {
         for (size_t i = 0; i < kRows.size(); ++i) BindTool(kRows[i].first, kRows[i].second, previous_[i]);
         Tools() = ToolHooks();
         SetStatusLine(previousStatus_);
+        SetStateFolder({});
     }
     static inline const std::vector<std::pair<ToolKind, const char16_t*>> kRows = {
         {ToolKind::Wave, u"Auto tune"},
@@ -320,6 +322,37 @@ TEST_F(Runner, CountsChangedWavesSkipsOthersAndReportsTheResult) {
 
     EXPECT_EQ(runTool(s.c, u"Auto tune", nullptr, {s.mono->id}, {}, &result), 1);
     EXPECT_EQ(result, u"Processed 1 item using Auto tune");
+}
+
+TEST_F(Runner, StepsInTheUndoStoreAreTakenOnlyWhenSomethingChanged) {
+    test::TempDir dir;
+    SetStateFolder(dir.path());
+    Scene s;
+    Waveform* silent = MakeWave(s.c, u"silent", 1, {0.0f, 0.0f});
+    UndoStore store(s.c);
+    UseUndoStore(&store);
+    EXPECT_EQ(runTool(s.c, u"Auto tune", nullptr, {silent->id}), 0);
+    EXPECT_EQ(store.stepCount(), 0u);
+    EXPECT_EQ(runTool(s.c, u"Auto tune", nullptr, {s.mono->id, silent->id}), 1);
+    ASSERT_EQ(store.stepCount(), 1u);
+    EXPECT_EQ(store.kind(0), UndoKind::Items);
+    EXPECT_EQ(store.label(0), u"Auto tune");
+    EXPECT_FLOAT_EQ(s.mono->samples()->data[0], -0.1f);
+    // An instrument tool's step holds the whole collection; without effect
+    // it is gone again, state file and all.
+    EXPECT_EQ(runTool(s.c, u"Transpose regions", nullptr, {s.c.id}), 0);
+    EXPECT_EQ(store.stepCount(), 1u);
+    EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
+    // The item step brings the samples back.
+    ASSERT_TRUE(store.undo());
+    Waveform* mono = static_cast<Waveform*>(s.c.find(s.mono->id));
+    ASSERT_NE(mono, nullptr);
+    EXPECT_FLOAT_EQ(mono->lockSamples()[0], 0.1f);
+    EXPECT_EQ(runTool(s.c, u"Transpose regions", nullptr, {s.c.id, mono->id}), 1);
+    ASSERT_EQ(store.stepCount(), 1u); // the step Redo could reach is gone
+    EXPECT_EQ(store.kind(0), UndoKind::Whole);
+    EXPECT_EQ(store.label(0), u"Transpose regions");
+    UseUndoStore(nullptr);
 }
 
 TEST_F(Runner, SectionsOnlyForWaveToolsAndNeverEmpty) {
