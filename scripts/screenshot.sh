@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
-# Takes a picture of Vaxel Studio: runs it under a virtual X display on one
-# of the bundled example files and saves the window as a PNG.
+# Takes a picture of Vaxel Studio: runs it under a virtual X display on a few
+# bundled files and saves the window as a PNG.
 #   scripts/screenshot.sh [OUT.png] [FILE...]
 # The first file opens and the others merge, as on the command line. Default:
-# docs/screenshot.png of the example song and waves.
+# docs/screenshot.png of a small freeware SoundFont bank from the test data
+# (its instruments fill the tree), the example song and a looped wave.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -16,7 +17,7 @@ ninja -C "$build" vaxel-studio make_examples >/dev/null
 files=("${@:2}")
 if [ ${#files[@]} -eq 0 ]; then
   ex=$build/examples/files
-  files=("$ex/arpeggio.mid" "$ex/pad-with-loops.wav" "$ex/tone.wav")
+  files=(tests/data/instruments/sf2/VintageDreamsWaves-v2.sf2 "$ex/arpeggio.mid" "$ex/pad-with-loops.wav")
 fi
 mapfile -t files < <(realpath "${files[@]}")
 mkdir -p "$(dirname "$out")"
