@@ -169,6 +169,85 @@ int runTool(Collection& collection, std::u16string_view name, const ToolValues* 
     return runSession(session, chosen, result);
 }
 
+void discardPreview(ToolSession& session) {
+    if (session.previewClone == kNoItem) return;
+    if (CollectionItem* clone = session.collection().find(session.previewClone)) delete clone;
+    session.previewClone = kNoItem;
+}
+
+void stepPreview(ToolSession& session, int direction) {
+    discardPreview(session);
+    const uint32_t n = uint32_t(session.items.size());
+    if (n == 0) return;
+    session.previewIndex =
+        direction < 0 ? (session.previewIndex + n - 1) % n : (session.previewIndex + 1) % n;
+}
+
+Waveform* updatePreview(ToolSession& session, const ToolValues& values) {
+    discardPreview(session);
+    const ToolEntry* entry = session.entry();
+    if (!entry || !IsToolBuilt(*entry) || values.spec != entry->tool ||
+        values.values.size() != entry->tool->options.size()) {
+        SetLastError("Select a processing function before proceeding!");
+        return nullptr;
+    }
+    if (session.items.empty()) {
+        SetLastError("There is no waveform to preview");
+        return nullptr;
+    }
+    session.previewIndex %= uint32_t(session.items.size());
+    CollectionItem* item = session.item(session.previewIndex);
+    if (!item || item->type() != ItemType::Waveform) {
+        SetLastError("There is no waveform to preview");
+        return nullptr;
+    }
+    auto* wave = static_cast<Waveform*>(item);
+    if (!ensureSamples(wave)) return nullptr;
+    Collection& collection = session.collection();
+    Waveform* clone = nullptr;
+    try {
+        clone = new Waveform(collection, *wave, true, u"<preview>");
+    } catch (const std::bad_alloc&) {
+        SetLastError("Out of memory");
+        return nullptr;
+    }
+    session.previewClone = clone->id;
+    if (wave->hasSamples() && !clone->hasSamples()) {
+        discardPreview(session);
+        SetLastError("Out of memory");
+        return nullptr;
+    }
+
+    std::vector<ItemId> real = {clone->id};
+    real.swap(session.items);
+    const int count = session.count;
+    const bool sectionEnabled = session.sectionEnabled;
+    if (session.sectionEnd <= session.sectionStart) session.sectionEnabled = false;
+    session.preview = true;
+    try {
+        entry->tool->execute(session, values);
+    } catch (const std::bad_alloc&) {
+        SetLastError("Out of memory");
+        session.reportError();
+    }
+    session.preview = false;
+    session.sectionEnabled = sectionEnabled;
+    session.count = count;
+    real.swap(session.items);
+
+    // Split tools make further waves from the copy; they go with it. The
+    // comparison is on the first eight characters, "<preview".
+    if (std::u16string_view(entry->name).find(u"Split") != std::u16string_view::npos) {
+        for (Waveform* w : ItemsOf<Waveform>(collection)) {
+            if (w->id == session.previewClone) continue;
+            if (std::u16string_view(w->name()).substr(0, 8) == u"<preview") delete w;
+        }
+    }
+    CollectionItem* shown = collection.find(session.previewClone);
+    if (!shown) session.previewClone = kNoItem;
+    return static_cast<Waveform*>(shown);
+}
+
 float LinearToDb(float x) {
     if (!(x > 1.5848933e-5f)) return -96.0f;
     if (x == 1.0f) return 0.0f;

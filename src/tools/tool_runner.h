@@ -59,6 +59,21 @@ bool CheckContinue(const ToolSession& session);
 // status line and into *result when given.
 int runSession(ToolSession& session, const ToolValues& values, std::u16string* result = nullptr);
 
+// The preview of a wave tool. updatePreview ("Update") discards an earlier
+// copy, makes a full copy named "<preview>" of the wave at previewIndex,
+// runs the tool on the copy alone with session.preview set (no undo step,
+// no count kept) and returns it; null when the tool deleted it (the view
+// then shows the original again) or when the wave is not there or does not
+// load (LastError says why). After a tool whose name holds "Split", every
+// other wave whose name starts with "<preview" is deleted, since split tools
+// make further waves from the copy.
+class Waveform;
+Waveform* updatePreview(ToolSession& session, const ToolValues& values);
+// Deletes the preview copy ("Restore", every other preview button, closing).
+void discardPreview(ToolSession& session);
+// "<<" (-1) and ">>" (+1): steps previewIndex with wrap-around.
+void stepPreview(ToolSession& session, int direction);
+
 // A section given to runTool: frames [start, end).
 struct ToolSectionRange {
     bool enabled = false;

@@ -64,6 +64,8 @@ class ToolSession {
     // Set while the run is the preview's (on a "<preview>" copy).
     bool preview = false;
     uint32_t previewIndex = 0;
+    // The "<preview>" copy the preview shows, while it exists.
+    ItemId previewClone = kNoItem;
     LevelMarker levelMarkers[2];
     bool hideLoopInPreview = false;
     // A loop chosen by the caller; 0 for the main loop of each wave.

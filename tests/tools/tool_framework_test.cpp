@@ -250,6 +250,29 @@ const ToolSpec& NegateSpec() {
     return spec;
 }
 
+// A split tool for the preview's tests: two new waves from each selected
+// wave, named after it, and with "delete" on the source goes.
+void SplitInTwo(ToolSession& session, const ToolValues& values) {
+    for (Waveform* w : session.waves()) {
+        for (int part = 1; part <= 2; ++part) {
+            std::u16string name = std::u16string(w->name()) + u" part " + char16_t(u'0' + part);
+            new Waveform(session.collection(), *w, true, name.c_str());
+        }
+        if (values.check("delete")) delete w;
+        session.modified();
+        session.requestTreeRebuild();
+    }
+}
+
+const ToolSpec& SplitSpec() {
+    static const ToolSpec spec = {
+        .options = {{.key = "delete", .type = OptionType::Check}},
+        .execute = &SplitInTwo,
+        .changesItems = true,
+    };
+    return spec;
+}
+
 // Binds the test tool to a row and records what the runner asks of the
 // undo states; puts the row and the hooks back afterwards.
 class Runner : public ::testing::Test {
@@ -258,7 +281,7 @@ class Runner : public ::testing::Test {
         ForgetRememberedValues();
         for (auto [kind, name] : kRows) {
             previous_.push_back(FindTool(kind, name)->tool);
-            BindTool(kind, name, &NegateSpec());
+            BindTool(kind, name, kind == ToolKind::Wave && name[0] == u'S' ? &SplitSpec() : &NegateSpec());
         }
         Tools().saveSelectedState = [this](Collection&, const std::vector<ItemId>& items, bool midi,
                                            std::u16string_view name) {
@@ -283,6 +306,7 @@ class Runner : public ::testing::Test {
     static inline const std::vector<std::pair<ToolKind, const char16_t*>> kRows = {
         {ToolKind::Wave, u"Auto tune"},
         {ToolKind::Wave, u"Insert silence"},
+        {ToolKind::Wave, u"Split waveform at silent sections"},
         {ToolKind::Instrument, u"Transpose regions"},
         {ToolKind::Midi, u"Transpose notes"}};
 
@@ -353,6 +377,48 @@ TEST_F(Runner, StepsInTheUndoStoreAreTakenOnlyWhenSomethingChanged) {
     EXPECT_EQ(store.kind(0), UndoKind::Whole);
     EXPECT_EQ(store.label(0), u"Transpose regions");
     UseUndoStore(nullptr);
+}
+
+TEST_F(Runner, PreviewWorksOnACopyAndLeavesNothingBehind) {
+    Scene s;
+    const size_t items = s.c.size();
+    ToolSession session(s.c, {s.mono->id, s.stereo->id});
+    ASSERT_TRUE(session.chooseByName(u"Auto tune", false));
+    session.previewIndex = 1;
+    Waveform* shown = updatePreview(session, RememberedValues(NegateSpec()));
+    ASSERT_NE(shown, nullptr);
+    EXPECT_STREQ(WideToUtf8(shown->name()).c_str(), "<preview>");
+    EXPECT_FLOAT_EQ(shown->samples()->data[1], -0.2f);
+    EXPECT_FLOAT_EQ(s.stereo->samples()->data[1], 0.2f); // the original is untouched
+    EXPECT_EQ(session.items, (std::vector<ItemId>{s.mono->id, s.stereo->id}));
+    EXPECT_EQ(session.count, 0);
+    EXPECT_TRUE(log.empty()); // no undo step for a preview
+    stepPreview(session, 1);
+    EXPECT_EQ(session.previewIndex, 0u);
+    EXPECT_EQ(s.c.size(), items); // the copy went with the step
+    stepPreview(session, -1);
+    EXPECT_EQ(session.previewIndex, 1u);
+
+    // A split tool's further waves go with the copy; other waves stay.
+    ASSERT_TRUE(session.chooseByName(u"Split waveform at silent sections", false));
+    ToolValues values = RememberedValues(SplitSpec());
+    shown = updatePreview(session, values);
+    ASSERT_NE(shown, nullptr);
+    EXPECT_EQ(s.c.size(), items + 1);
+    discardPreview(session);
+    EXPECT_EQ(s.c.size(), items);
+    // A tool that deletes the wave: the view goes back to the original.
+    values.setNumber("delete", 1);
+    EXPECT_EQ(updatePreview(session, values), nullptr);
+    EXPECT_EQ(session.previewClone, kNoItem);
+    EXPECT_EQ(s.c.size(), items);
+    EXPECT_EQ(s.c.find(s.stereo->id), s.stereo);
+
+    // The real run of a tool that changes items takes a whole state.
+    EXPECT_EQ(runSession(session, values), 2);
+    EXPECT_EQ(log, std::vector<std::u16string>{u"whole Split waveform at silent sections"});
+    EXPECT_EQ(s.c.size(), items + 2);
+    EXPECT_TRUE(session.treeRebuildRequested);
 }
 
 TEST_F(Runner, SectionsOnlyForWaveToolsAndNeverEmpty) {
