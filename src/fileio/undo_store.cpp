@@ -220,40 +220,62 @@ uint32_t StateVersionHash() {
     return hash;
 }
 
-bool WriteStateImage(Collection& collection, std::vector<uint8_t>& bytes) {
+namespace {
+
+// Writes the state to sink piece by piece: the head, then each image through
+// one scratch buffer that grows to the largest, so a collection whose samples
+// fill most of the memory can still be saved.
+bool StreamState(Collection& collection, const std::function<bool(const uint8_t*, size_t)>& sink) {
     LoaderPause pause(collection);
-    size_t total = kHeaderSize;
     uint32_t count = 1;
-    ForEachInStateOrder(collection, [&](CollectionItem& item) {
-        total += item.flatSize();
-        ++count;
-    });
-    total += collection.flatSize();
-    try {
-        bytes.assign(total, 0);
-    } catch (const std::bad_alloc&) {
-        SetLastError("Out of memory");
-        return false;
-    }
-    uint8_t* p = flat::PutBytes(bytes.data(), kMagic, 4);
-    p = flat::PutU32(p, StateVersionHash());
-    p = flat::PutU32(p, count);
-    bool exact = true;
+    ForEachInStateOrder(collection, [&](CollectionItem&) { ++count; });
+    uint8_t head[kHeaderSize];
+    uint8_t* h = flat::PutBytes(head, kMagic, 4);
+    h = flat::PutU32(h, StateVersionHash());
+    flat::PutU32(h, count);
+    if (!sink(head, kHeaderSize)) return false;
+
+    std::vector<uint8_t> buffer;
+    bool ok = true;
     auto put = [&](const CollectionItem& item) {
-        uint8_t* const start = p;
-        p = item.writeFlat(p);
-        if (size_t(p - start) != item.flatSize()) exact = false;
+        if (!ok) return;
+        const size_t size = item.flatSize();
+        try {
+            if (buffer.size() < size) buffer.resize(size);
+        } catch (const std::bad_alloc&) {
+            SetLastError("Out of memory");
+            ok = false;
+            return;
+        }
+        // A size that disagrees with what was written would make a state
+        // that can't be read back: refuse it rather than save it.
+        if (size_t(item.writeFlat(buffer.data()) - buffer.data()) != size) {
+            SetLastError("Could not save the undo state");
+            ok = false;
+            return;
+        }
+        ok = sink(buffer.data(), size);
     };
     ForEachInStateOrder(collection, put);
     put(collection);
-    if (!exact || p != bytes.data() + total) {
-        // An image larger than its size would already have run past the
-        // block; this catches one that changed between the two walks.
-        SetLastError("Could not save the undo state");
-        bytes.clear();
-        return false;
-    }
-    return true;
+    return ok;
+}
+
+} // namespace
+
+bool WriteStateImage(Collection& collection, std::vector<uint8_t>& bytes) {
+    bytes.clear();
+    const bool ok = StreamState(collection, [&](const uint8_t* data, size_t size) {
+        try {
+            bytes.insert(bytes.end(), data, data + size);
+        } catch (const std::bad_alloc&) {
+            SetLastError("Out of memory");
+            return false;
+        }
+        return true;
+    });
+    if (!ok) bytes.clear();
+    return ok;
 }
 
 int ReadStateImage(Collection& collection, const uint8_t* bytes, size_t size) {
@@ -329,9 +351,6 @@ int RestoreStateInPlace(Collection& collection, const uint8_t* bytes, size_t siz
 }
 
 int saveState(Collection& collection, std::u16string_view name) {
-    std::vector<uint8_t> bytes;
-    if (!WriteStateImage(collection, bytes)) return 0;
-
     const fs::path path = StatePath(name);
     std::error_code ec;
     fs::create_directories(path.parent_path(), ec);
@@ -344,22 +363,25 @@ int saveState(Collection& collection, std::u16string_view name) {
         SetLastErrorF("Could not create the undo state file %s", path.c_str());
         return 0;
     }
-    size_t done = 0;
-    bool ok = true;
-    while (done < bytes.size()) {
-        const ssize_t put = ::write(fd, bytes.data() + done, bytes.size() - done);
-        if (put < 0 && errno == EINTR) continue;
-        if (put <= 0) {
-            ok = false;
-            break;
+    bool writeFailed = false;
+    bool ok = StreamState(collection, [&](const uint8_t* data, size_t size) {
+        size_t done = 0;
+        while (done < size) {
+            const ssize_t put = ::write(fd, data + done, size - done);
+            if (put < 0 && errno == EINTR) continue;
+            if (put <= 0) {
+                writeFailed = true;
+                return false;
+            }
+            done += size_t(put);
         }
-        done += size_t(put);
-    }
-    if (::close(fd) != 0) ok = false;
-    if (ok && ::rename(temp.c_str(), path.c_str()) != 0) ok = false;
-    if (!ok) {
+        return true;
+    });
+    if (::close(fd) != 0) writeFailed = true;
+    if (ok && !writeFailed && ::rename(temp.c_str(), path.c_str()) != 0) writeFailed = true;
+    if (!ok || writeFailed) {
         ::unlink(temp.c_str());
-        SetLastErrorF("Could not write the undo state file %s", path.c_str());
+        if (writeFailed) SetLastErrorF("Could not write the undo state file %s", path.c_str());
         return 0;
     }
     return 1;

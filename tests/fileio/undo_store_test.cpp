@@ -325,6 +325,17 @@ TEST_F(UndoStates, TheHistoryKeepsItsBoundAndDeletesTheOldestFiles) {
     }
     // The store's end takes its files along.
     EXPECT_TRUE(StateFiles(states.path()).empty());
+
+    // A folder that can't be made: the push fails with a sentence, adds no
+    // step and leaves nothing behind.
+    test::WriteFile(files.path() / "plain file", std::string("x"));
+    SetStateFolder(files.path() / "plain file" / "states");
+    UndoStore store(c);
+    ClearLastError();
+    EXPECT_EQ(store.pushWholeState(u"Rename"), 0u);
+    EXPECT_NE(std::u16string(LastError()), u"");
+    EXPECT_EQ(store.stepCount(), 0u);
+    EXPECT_EQ(store.undoText(), u"");
 }
 
 TEST_F(UndoStates, ItemAndMarkerStepsRestoreWhatTheyHold) {
