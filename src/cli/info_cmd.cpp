@@ -1,5 +1,6 @@
 // vaxel info: opens a file and shows what was read: the collection tree and,
 // for every wave, its properties, loops, markers and info texts.
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <string>
@@ -10,6 +11,7 @@
 #include "fileio/midi_events.h"
 #include "fileio/open_save.h"
 #include "fileio/sample_coding.h"
+#include "fileio/wave_loader.h"
 #include "model/collection.h"
 #include "model/instrument.h"
 #include "model/last_error.h"
@@ -159,6 +161,16 @@ void PrintWaveText(const Waveform& w, const std::string& indent) {
                 unsigned(w.bitsPerSample), Utf8(SampleCodingName(w.preferredCoding)).c_str());
     std::printf("%sRoot key: %u (%s), fine tune: %d cents, gain: %s dB\n", indent.c_str(),
                 unsigned(w.rootKey), NoteName(w.rootKey).c_str(), int(w.fineTune), Number(w.gain).c_str());
+    if (const SampleBlock* block = w.samples()) {
+        // Shown when the samples were read (--decode).
+        float peak = 0.0f;
+        const size_t n = size_t(w.frames) * block->channels;
+        for (size_t i = 0; i < n; ++i) peak = std::max(peak, std::fabs(block->data[i]));
+        if (peak > 0.0f)
+            std::printf("%sPeak: %.2f dB\n", indent.c_str(), 20.0 * std::log10(double(peak)));
+        else
+            std::printf("%sPeak: silent\n", indent.c_str());
+    }
     for (const LoopRecord& m : w.markers) {
         const std::string name = WideToUtf8(m.name);
         if (m.kind == kMarkerLoop) {
@@ -328,11 +340,13 @@ template <class F> void ForTopLevel(const Collection& c, F&& f) {
 } // namespace
 
 int Info(const Args& args) {
-    bool json = false;
+    bool json = false, decode = false;
     Args files;
     for (const std::string& a : args) {
         if (a == "--json")
             json = true;
+        else if (a == "--decode")
+            decode = true;
         else if (a.size() > 1 && a[0] == '-') {
             std::fprintf(stderr, "vaxel info: unknown option '%s'\n", a.c_str());
             return kExitUsage;
@@ -350,6 +364,13 @@ int Info(const Args& args) {
     for (const std::string& name : files) {
         Collection collection;
         if (!openFile(collection, name, true)) {
+            std::fprintf(stderr, "vaxel: %s: %s\n", name.c_str(), LastErrorUtf8().c_str());
+            exitCode = kExitFailed;
+            continue;
+        }
+        // Every wave's samples read and decoded: a check that they all
+        // decode, and their peaks.
+        if (decode && !ensureSamples(&collection)) {
             std::fprintf(stderr, "vaxel: %s: %s\n", name.c_str(), LastErrorUtf8().c_str());
             exitCode = kExitFailed;
             continue;

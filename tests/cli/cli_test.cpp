@@ -268,5 +268,26 @@ print(kept)
     EXPECT_NE(text.find("no format writes instruments as '.wav' files"), std::string::npos) << text;
 }
 
+// info --decode reads every sample: the peak of a wave sox made, as sox's
+// own stats give it.
+TEST(CliInfo, DecodeReadsEverySampleAndShowsThePeak) {
+    test::RequireTool("sox");
+    test::TempDir dir;
+    const std::string wav = (dir / "tone.wav").string();
+    ASSERT_EQ(test::Run("sox -n -r 8000 -b 16 " + Quote(wav) + " synth 0.5 sine 100 vol 0.3"), 0);
+    std::string stats;
+    ASSERT_EQ(test::Run("sox " + Quote(wav) + " -n stats 2>&1 | grep 'Pk lev dB'", &stats), 0);
+    double soxPeak = 0;
+    ASSERT_EQ(std::sscanf(stats.c_str(), "Pk lev dB %lf", &soxPeak), 1) << stats;
+    std::string text;
+    ASSERT_EQ(test::Run(Vaxel() + " info --decode " + Quote(wav), &text), 0) << text;
+    size_t at = text.find("Peak: ");
+    ASSERT_NE(at, std::string::npos) << text;
+    EXPECT_NEAR(std::atof(text.c_str() + at + 6), soxPeak, 0.01);
+    text.clear();
+    EXPECT_EQ(test::Run(Vaxel() + " info " + Quote(wav), &text), 0);
+    EXPECT_EQ(text.find("Peak:"), std::string::npos) << "deferred samples are not read without --decode";
+}
+
 } // namespace
 } // namespace vaxel
