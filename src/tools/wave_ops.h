@@ -120,7 +120,8 @@ class LoudnessAnalyzer {
     int fill_ = 0;
     bool equalLoudness_ = false;
     std::vector<uint32_t> histogram_;
-    std::vector<float> buffers_; // channels_ x (windowLength_ + 128)
+    std::vector<float> buffers_;  // channels_ x (windowLength_ + 128)
+    std::vector<float> weighted_; // one window after the FIR
     float fir_[kTaps] = {};
 };
 

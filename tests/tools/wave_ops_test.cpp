@@ -7,6 +7,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <random>
 #include <sstream>
 
 #include "fileio/open_save.h"
@@ -481,6 +482,52 @@ TEST(Loudness, QuietPartsAndShortWaves) {
     Waveform& quiet = MakeWave(c, Sine(1000, 0.05, 1.0, 44100), 1);
     const float together = LoudnessOfList({&loud, &quiet, &c}, false);
     EXPECT_NEAR(together, 9.02 - 21.26, 1e-4);
+}
+
+// The analyser's tap loop runs four positions and four taps at a time; a
+// plain dot product per position, written here the obvious way, must land
+// every window in the same bin. 22050 Hz gives an odd window (1103) so the
+// loop's tails are used.
+TEST(Loudness, WindowsMatchAPlainDotProduct) {
+    const uint32_t rate = 22050;
+    std::mt19937 rng(3);
+    std::uniform_real_distribution<float> u(-0.7f, 0.7f);
+    std::vector<float> x(size_t(rate) * 2 * 2);
+    for (float& v : x) v = u(rng);
+    LoudnessAnalyzer a;
+    ASSERT_TRUE(a.prepare(2, rate, true));
+    a.feed(x.data(), uint32_t(x.size() / 2));
+    a.finish();
+
+    float taps[LoudnessAnalyzer::kTaps];
+    LoudnessAnalyzer::BuildEqualLoudnessFir(rate, taps);
+    const int wl = 1103;
+    const size_t frames = x.size() / 2;
+    std::vector<uint32_t> expected(LoudnessAnalyzer::kBins, 0);
+    auto at = [&](ptrdiff_t frame, int c) {
+        return frame < 0 || size_t(frame) >= frames ? 0.0f : x[2 * frame + c];
+    };
+    // Windows start at frame 0 and are processed once 64 frames behind
+    // them are in; a tail of more than half a window is padded with zeros.
+    for (size_t start = 0; start < frames; start += wl) {
+        const size_t have = std::min(frames - start, size_t(wl) + 64);
+        if (have < size_t(wl) + 64 && have <= size_t(wl) / 2) break;
+        const bool last = have < size_t(wl) + 64;
+        double sum = 0.0;
+        for (int c = 0; c < 2; ++c)
+            for (int i = 0; i < wl; ++i) {
+                float v = 0.0f;
+                for (int k = 0; k < 128; ++k) {
+                    const ptrdiff_t f = ptrdiff_t(start) + i + k - 64;
+                    v += taps[k] * (last && size_t(f) >= start + have ? 0.0f : at(f, c));
+                }
+                sum += double(v) * double(v);
+            }
+        const double mean = std::max(sum / (2.0 * wl), 1e-37);
+        ++expected[size_t(std::clamp(int(std::trunc(-1000.0 * std::log10(mean))), 0, 11999))];
+        if (last) break;
+    }
+    EXPECT_EQ(a.histogram(), expected);
 }
 
 TEST(Loudness, EqualLoudnessTapsAreSymmetricAndFollowTheCurve) {
