@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "fileio/file_object.h"
+#include "fileio/format_table.h"
 #include "formats/install.h"
 #include "formats/instruments/sf2.h"
 #include "model/collection.h"
@@ -28,13 +29,18 @@ void ReadAndCheck(FileObject& file, int (*reader)(Collection&, FileObject&, uint
             std::abort(); // a failed read leaves nothing
         return;
     }
+    bool allDecoded = true;
     for (Waveform* wave : ItemsOf<Waveform>(collection)) {
         if (wave->channels != 1) std::abort();
-        if (!wave->decodeRoutine || wave->frames > kMaxDecodedSamples) continue;
-        if (!file.Seek(wave->sourceOffset)) continue;
+        if (!wave->decodeRoutine || wave->frames > kMaxDecodedSamples || !file.Seek(wave->sourceOffset)) {
+            allDecoded = false;
+            continue;
+        }
         if (wave->decodeRoutine(*wave, file, false)) {
             const SampleBlock* block = wave->samples();
             if (!block || block->frames != wave->frames) std::abort();
+        } else {
+            allDecoded = false;
         }
         if (const LoopRecord* loop = wave->mainLoop())
             if (loop->end > wave->frames || loop->start >= loop->end) std::abort();
@@ -45,6 +51,22 @@ void ReadAndCheck(FileObject& file, int (*reader)(Collection&, FileObject&, uint
             std::abort();
         if (!region->waveform()) std::abort();
     }
+
+    // Whatever was read can be written, and what was written reads again
+    // with as many instruments.
+    if (!allDecoded) return;
+    int out = memfd_create("fuzz-sf2-out", 0);
+    if (out < 0) return;
+    {
+        FileObject written(out);
+        if (WriteSf2(collection, written, WriteOptions{})) {
+            Collection back;
+            written.Seek(0);
+            if (!ReadSf2(back, written, 0)) std::abort();
+            if (back.count(ItemType::Instrument) != collection.count(ItemType::Instrument)) std::abort();
+        }
+    }
+    ::close(out);
 }
 
 } // namespace
