@@ -497,8 +497,15 @@ const ToolSpec& MixTool() {
 
 // ------------------------------------------------------------- Statistics
 
-void ExecuteStatistics(ToolSession&, const ToolValues&) {
-    // The figures are shown when the page opens; a run changes nothing.
+std::vector<StatisticsRow> StatisticsRowsOf(const ToolSession& session);
+
+void ExecuteStatistics(ToolSession& session, const ToolValues&) {
+    // The page shows the figures when it opens (StatisticsRows); a run
+    // changes nothing. Where there is no page (the command line, a batch
+    // job) the rows go to the status line, so the run still tells them.
+    if (session.preview) return;
+    for (const StatisticsRow& row : StatisticsRowsOf(session))
+        Status().status(std::u16string(row.label) + u" " + Utf8ToWide(row.value), kStatusPassing);
 }
 
 const ToolSpec& StatisticsTool() {
@@ -575,6 +582,12 @@ std::vector<StatisticsRow> StatisticsRows(const WaveStatistics& st) {
     rows.push_back({u"Zero crossings:", text});
     return rows;
 }
+
+namespace {
+std::vector<StatisticsRow> StatisticsRowsOf(const ToolSession& session) {
+    return StatisticsRows(ComputeWaveStatistics(session.waves()));
+}
+} // namespace
 
 void BindWaveLevelTools() {
     BindTool(ToolKind::Wave, u"Adjust volume/gain", &AdjustVolumeTool());

@@ -62,6 +62,9 @@ void ExecuteToMono(ToolSession& session, const ToolValues& values) {
     const int row = std::clamp(values.integer("algorithm"), 0, 4);
     const int mode = kMonoModes[row];
     const bool fixPhase = mode == 0 && values.check("fix-phase");
+    // Splitting adds waves, which a preview could not take back: the page
+    // offers no preview for it.
+    if (mode == 3 && session.preview) return;
     bool splitAny = false;
     for (Waveform* wave : session.waves()) {
         if (wave->channels != 2) continue;

@@ -522,6 +522,17 @@ TEST_F(WaveToolsTest, StatisticsAgreeWithSoxStatsAndFfmpegAstats) {
     ASSERT_EQ(rows.size(), 7u);
     EXPECT_EQ(rows[0].value, "22050 / 0.50 s");
     EXPECT_EQ(rows[1].value.substr(0, 5), "0.310") << rows[1].value;
+    // Where no page shows them, a run puts the rows on the status line and
+    // changes nothing.
+    test::RecordingStatusLine status;
+    StatusLine* old = SetStatusLine(&status);
+    EXPECT_EQ(Run(u"Statistics for the waveform", {w}),
+              "No items were modified by Statistics for the waveform");
+    SetStatusLine(old);
+    bool seen = false;
+    for (const auto& e : status.entries)
+        seen = seen || WideToUtf8(e.text) == "Zero crossings: " + std::to_string(st.zeroCrossings);
+    EXPECT_TRUE(seen);
     // Silence shows "-" as its level.
     Waveform& silent = Wave(std::vector<float>(10, 0.0f), 1);
     EXPECT_EQ(StatisticsRows(ComputeWaveStatistics({&silent}))[1].value, "-");
