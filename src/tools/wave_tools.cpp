@@ -172,7 +172,9 @@ void ExecuteNormalize(ToolSession& session, const ToolValues& values) {
                 continue;
             }
         }
-        if (apart && wave->channels >= 2) {
+        // Splitting and joining makes two channels: a wave of more than two
+        // is levelled as a whole rather than lose the others.
+        if (apart && wave->channels == 2) {
             bool changed = false;
             if (!NormalizeChannelsApart(*wave, offset, curve, changed)) session.reportError();
             if (changed) session.modified();

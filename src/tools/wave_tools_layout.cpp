@@ -41,8 +41,12 @@ constexpr int kMonoModes[] = {0, 4, 1, 2, 3};
 // Negates the right channel when the two channels are closer to opposite
 // than to equal, so that averaging does not cancel them.
 OpResult FixPhaseInversion(Waveform& wave) {
-    bool empty;
-    if (wave.channels != 2 || !wave.lockSamples()) return wave.frames ? kOpFailed : kOpUnchanged;
+    if (wave.channels != 2 || wave.frames == 0) return kOpUnchanged;
+    ClearLastError();
+    if (!wave.lockSamples()) {
+        if (!*LastError()) SetLastError("Out of memory");
+        return kOpFailed;
+    }
     const SampleBlock* block = wave.samples();
     if (!block || block->channels != 2) return kOpUnchanged;
     float apart = 0.0f, together = 0.0f;
@@ -52,6 +56,7 @@ OpResult FixPhaseInversion(Waveform& wave) {
         together += std::fabs(p[0] + p[1]);
     }
     if (!(together < apart)) return kOpUnchanged;
+    bool empty;
     float* q = WritableSamples(wave, empty);
     if (!q) return empty ? kOpUnchanged : kOpFailed;
     for (uint32_t i = 0; i < wave.samples()->frames; ++i) q[2 * i + 1] = -q[2 * i + 1];
