@@ -538,28 +538,5 @@ TEST_F(WaveToolsTest, StatisticsAgreeWithSoxStatsAndFfmpegAstats) {
     EXPECT_EQ(StatisticsRows(ComputeWaveStatistics({&silent}))[1].value, "-");
 }
 
-// The command line reaches the tools through the same table: Maximize on a
-// file agrees with sox's gain -n.
-TEST_F(WaveToolsTest, CommandLineProcessMatchesSox) {
-    test::RequireTool("sox");
-    test::TempDir dir;
-    const auto in = dir / "in.wav", out = dir / "out.wav";
-    ASSERT_EQ(test::Run("sox -D -n -e floating-point -b 32 -r 22050 -c 2 " + test::Quote(in.string()) +
-                        " synth 0.2 sine 300 sine 500 vol 0.4 2>&1"),
-              0);
-    std::string log;
-    ASSERT_EQ(test::Run(test::Quote(test::CliPath().string()) + " process " + test::Quote(in.string()) +
-                            " -o " + test::Quote(out.string()) + " --tool 'Maximize amplitude'",
-                        &log, true),
-              0)
-        << log;
-    std::string cmp;
-    ASSERT_EQ(test::Run("sox -D " + test::Quote(in.string()) + " -n gain -n stats", &cmp, true), 0);
-    std::string ours;
-    ASSERT_EQ(test::Run("sox " + test::Quote(out.string()) + " -n stats", &ours, true), 0);
-    EXPECT_NEAR(Field(ours, "Pk lev dB"), 0.0, 0.01);
-    EXPECT_NEAR(Field(ours, "RMS lev dB"), Field(cmp, "RMS lev dB"), 0.011);
-}
-
 } // namespace
 } // namespace vaxel
