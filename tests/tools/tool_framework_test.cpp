@@ -306,6 +306,7 @@ class Runner : public ::testing::Test {
     static inline const std::vector<std::pair<ToolKind, const char16_t*>> kRows = {
         {ToolKind::Wave, u"Auto tune"},
         {ToolKind::Wave, u"Insert silence"},
+        {ToolKind::Wave, u"Cut away selection"},
         {ToolKind::Wave, u"Split waveform at silent sections"},
         {ToolKind::Instrument, u"Transpose regions"},
         {ToolKind::Midi, u"Transpose notes"}};
@@ -434,6 +435,13 @@ TEST_F(Runner, SectionsOnlyForWaveToolsAndNeverEmpty) {
     EXPECT_FLOAT_EQ(d[1], 0.2f);
     EXPECT_FLOAT_EQ(d[2], -0.3f);
     EXPECT_FLOAT_EQ(d[3], 0.0f);
+    // A tool that needs a section and is given none works on whole waves.
+    EXPECT_EQ(runTool(s.c, u"Cut away selection", nullptr, {s.mono->id}), 1);
+    EXPECT_TRUE(Negate::sawSection);
+    EXPECT_FLOAT_EQ(d[0], -0.1f);
+    EXPECT_FLOAT_EQ(d[3], -0.0f);
+    EXPECT_FLOAT_EQ(d[2], 0.3f);
+    ASSERT_EQ(runTool(s.c, u"Cut away selection", nullptr, {s.mono->id}), 1);
     // An empty section is refused by runTool, and switched off silently by
     // the runner when a session brings one.
     EXPECT_EQ(runTool(s.c, u"Insert silence", nullptr, {s.mono->id}, {true, 2, 2}), -1);
