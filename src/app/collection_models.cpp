@@ -127,8 +127,20 @@ void WaveListModel::rebuild() {
     beginResetModel();
     waves_.clear();
     waves_.reserve(collection_.count(ItemType::Waveform));
+    rowOf_.clear();
     for (Waveform* wave : ItemsOf<Waveform>(collection_)) waves_.push_back(wave->id);
     endResetModel();
+}
+
+QModelIndex WaveListModel::indexOf(ItemId id, int column) const {
+    // Most rebuilds are never asked: the map waits for the first question.
+    if (rowOf_.empty() && !waves_.empty()) {
+        rowOf_.reserve(waves_.size());
+        for (size_t row = 0; row < waves_.size(); ++row) rowOf_.emplace(waves_[row], int(row));
+    }
+    auto it = rowOf_.find(id);
+    if (it == rowOf_.end() || !collection_.find(id)) return {};
+    return index(it->second, column);
 }
 
 CollectionItem* WaveListModel::itemAt(const QModelIndex& index) const {

@@ -54,6 +54,8 @@ class WaveListModel : public QAbstractItemModel {
 
     void rebuild();
     CollectionItem* itemAt(const QModelIndex& index) const;
+    // The row of a Waveform (in the given column), or an invalid index.
+    QModelIndex indexOf(ItemId id, int column = kName) const;
 
     QModelIndex index(int row, int column, const QModelIndex& parent = {}) const override;
     QModelIndex parent(const QModelIndex& child) const override;
@@ -69,6 +71,7 @@ class WaveListModel : public QAbstractItemModel {
   private:
     Collection& collection_;
     std::vector<ItemId> waves_;
+    mutable std::unordered_map<ItemId, int> rowOf_; // made at the first indexOf after a rebuild
 };
 
 } // namespace vaxel::app

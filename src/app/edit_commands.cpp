@@ -3,7 +3,9 @@
 // selection. The model side is in edit_ops.cpp.
 #include <QAction>
 #include <QItemSelectionModel>
+#include <QMenu>
 #include <QTreeView>
+#include <unordered_set>
 
 #include "app/collection_models.h"
 #include "app/commands.h"
@@ -41,6 +43,51 @@ void MainWindow::updateSelectionTexts() {
     }
 }
 
+QMenu* MainWindow::contextMenu(QTreeView* view) {
+    auto* menu = new QMenu(this);
+    auto add = [menu](const QString& text, int command) { menu->addAction(text)->setData(command); };
+    const bool list = view == waves_;
+    CollectionItem* item =
+        list ? waveModel_->itemAt(view->currentIndex()) : treeModel_->itemAt(view->currentIndex());
+    if (item) {
+        const QString kind = KindText(item);
+        add(QStringLiteral("Save selected %1 as").arg(kind), kCmdSaveSelected);
+        const ItemType type = item->type();
+        if (type == ItemType::Waveform || type == ItemType::Region || type == ItemType::Song ||
+            type == ItemType::Track)
+            add(QStringLiteral("Run editor app"), kCmdRunEditor);
+        menu->addSeparator();
+    }
+    if (list) {
+        if (item) {
+            add(QStringLiteral("Rename waveform"), kCmdEditName);
+            add(QStringLiteral("Clone waveform"), kCmdClone);
+        }
+    } else {
+        add(QStringLiteral("Add new instrument"), kCmdAddInstrument);
+        if (item && item->type() != ItemType::Song && item->type() != ItemType::Track &&
+            item->type() != ItemType::SynthesisModel) {
+            add(QStringLiteral("Add new layer"), kCmdAddLayer);
+            add(QStringLiteral("Add new region"), kCmdAddRegion);
+        }
+        if (item) {
+            add(QStringLiteral("Rename %1").arg(KindText(item)), kCmdEditName);
+            add(QStringLiteral("Clone %1").arg(KindText(item)), kCmdClone);
+        }
+    }
+    menu->addSeparator();
+    add(QStringLiteral("Open new"), kCmdOpen);
+    return menu;
+}
+
+void MainWindow::showContextMenu(QTreeView* view, const QPoint& at) {
+    QMenu* menu = contextMenu(view);
+    QAction* chosen = menu->exec(view->viewport()->mapToGlobal(at));
+    const int command = chosen ? chosen->data().toInt() : 0;
+    delete menu;
+    if (command) dispatch(command, view);
+}
+
 void MainWindow::beginChange(const QString& label) {
     ClearLastError();
     if (pushWholeState) pushWholeState(label);
@@ -73,6 +120,70 @@ bool MainWindow::selectItem(ItemId id) {
     view->setFocus();
     updateSelectionTexts();
     return true;
+}
+
+namespace {
+
+// The Waveforms an item plays: a Region's own, and those of the Regions
+// below a Layer or Instrument.
+void CollectWaves(const Collection& collection, const CollectionItem* item, std::unordered_set<ItemId>& waves,
+                  int depth = 0) {
+    if (!item || depth > 3) return;
+    for (ItemId id : item->ids) {
+        if (TypeOf(id) == ItemType::Waveform)
+            waves.insert(id);
+        else if (item->type() != ItemType::Region && item->type() != ItemType::Song)
+            CollectWaves(collection, collection.find(id), waves, depth + 1);
+    }
+}
+
+} // namespace
+
+void MainWindow::selectWavesOfTree() {
+    if (syncingSelection_ || !GlobalSettings().app.bAutoSelWaveforms) return;
+    std::unordered_set<ItemId> ids;
+    for (const QModelIndex& index : tree_->selectionModel()->selectedRows())
+        CollectWaves(collection_, treeModel_->itemAt(index), ids);
+    if (ids.empty()) return;
+    QItemSelection selection;
+    QModelIndex first;
+    for (ItemId id : ids) {
+        const QModelIndex index = waveModel_->indexOf(id);
+        if (!index.isValid()) continue;
+        selection.select(index, index);
+        if (!first.isValid() || index.row() < first.row()) first = index;
+    }
+    syncingSelection_ = true;
+    waves_->selectionModel()->select(selection,
+                                     QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+    if (first.isValid()) waves_->scrollTo(first);
+    syncingSelection_ = false;
+}
+
+void MainWindow::selectTreeOfWaves() {
+    if (syncingSelection_ || !GlobalSettings().app.bAutoSelCollItems) return;
+    std::unordered_set<ItemId> waves;
+    for (const QModelIndex& index : waves_->selectionModel()->selectedRows())
+        if (const CollectionItem* wave = waveModel_->itemAt(index)) waves.insert(wave->id);
+    if (waves.empty()) return;
+    // The items that refer to a selected wave: the Regions that play it.
+    QItemSelection selection;
+    QModelIndex first;
+    for (CollectionItem* region = collection_.first(ItemType::Region); region;
+         region = collection_.next(region, ItemType::Region)) {
+        bool plays = false;
+        for (ItemId id : region->ids) plays = plays || waves.count(id);
+        if (!plays) continue;
+        const QModelIndex index = treeModel_->indexOf(region->id);
+        if (!index.isValid()) continue;
+        selection.select(index, index);
+        if (!first.isValid()) first = index;
+    }
+    syncingSelection_ = true;
+    tree_->selectionModel()->select(selection,
+                                    QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+    if (first.isValid()) tree_->scrollTo(first);
+    syncingSelection_ = false;
 }
 
 bool MainWindow::renameItem(CollectionItem& item, const QString& name) {

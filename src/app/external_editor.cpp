@@ -12,9 +12,11 @@
 #include <QDir>
 #include <QProcess>
 #include <QTemporaryDir>
+#include <QTreeView>
 #include <filesystem>
 #include <memory>
 
+#include "app/collection_models.h"
 #include "app/main_window.h"
 #include "fileio/format_table.h"
 #include "fileio/open_save.h"
@@ -105,6 +107,9 @@ void MainWindow::runExternalEditor() {
     if (item && item->type() == ItemType::Region)
         item = collection_.find(item->ids.empty() ? kNoItem : item->ids[0]);
     if (item && item->type() == ItemType::Track) item = item->parent();
+    // An item of the tree that has no file of its own: the current wave.
+    if (!item || (item->type() != ItemType::Waveform && item->type() != ItemType::Song))
+        item = waveModel_->itemAt(waves_->currentIndex());
     if (!item || (item->type() != ItemType::Waveform && item->type() != ItemType::Song)) {
         showError(QStringLiteral("Select a waveform or a song to edit."));
         return;
@@ -172,6 +177,7 @@ void MainWindow::runExternalEditor() {
                     return fail(QStringLiteral("The editor ended with an error (exit code %1); the item is "
                                                "left as it was.")
                                     .arg(code));
+                beginChange(QStringLiteral("External editor"));
                 if (!ReadBack(collection_, id, path)) return fail(QString::fromUtf16(LastError()));
                 collection_.update(0, false);
                 refresh();

@@ -147,6 +147,16 @@ MainWindow::MainWindow(Collection& collection, QWidget* parent)
             [this] { updateSelectionTexts(); });
     connect(waves_->selectionModel(), &QItemSelectionModel::currentChanged, this,
             [this] { updateSelectionTexts(); });
+    for (QTreeView* view : {tree_, waves_}) {
+        view->setContextMenuPolicy(Qt::CustomContextMenu);
+        connect(view, &QWidget::customContextMenuRequested, this,
+                [this, view](const QPoint& at) { showContextMenu(view, at); });
+    }
+    // The two panes' selections follow each other as the options say.
+    connect(tree_->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            [this] { selectWavesOfTree(); });
+    connect(waves_->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            [this] { selectTreeOfWaves(); });
 
     // What the flows ask of the window.
     FlowHooks& flows = Flows();

@@ -67,6 +67,10 @@ class MainWindow : public QMainWindow {
     // the tree) and makes it the current one; false when it isn't shown.
     bool selectItem(ItemId id);
 
+    // The context menu of a pane for its current item, as a right click
+    // shows it; the caller owns it. Each entry carries its command.
+    QMenu* contextMenu(QTreeView* view);
+
     // The open dialog; tests put their own answer here.
     std::function<QStringList(int command, const QString& title)> askOpenPaths;
     // Taken before a command changes the model, with the command's label:
@@ -96,6 +100,9 @@ class MainWindow : public QMainWindow {
     void endChange(int removeMask, ItemId select);
     bool renameItem(CollectionItem& item, const QString& name);
     void runExternalEditor();
+    void selectWavesOfTree();
+    void showContextMenu(QTreeView* view, const QPoint& at);
+    void selectTreeOfWaves();
     void showOptions();
     void showError(const QString& text);
     bool confirmLoss();
@@ -121,6 +128,7 @@ class MainWindow : public QMainWindow {
     QAction* clone_ = nullptr;
     QAction* runEditor_ = nullptr;
     int runningEditors_ = 0;
+    bool syncingSelection_ = false;
     StatusBarLine statusLine_;
     StatusLine* previousStatus_ = nullptr;
     bool messages_ = true;

@@ -2,8 +2,12 @@
 // failure of an open, clear, and saving the collection back to its file.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <map>
+
 #include <QApplication>
 #include <QItemSelectionModel>
+#include <QMenu>
 #include <QStringList>
 #include <QTreeView>
 
@@ -170,6 +174,97 @@ TEST_F(DispatchTest, EditCommandsBuildAnInstrumentAroundTheSelection) {
     EXPECT_FALSE(tree->setData(first, QStringLiteral("  ")));
     EXPECT_EQ(WideToUtf8(instrument->name()), "Piano");
     EXPECT_EQ(labels.count(QStringLiteral("Rename")), 2);
+}
+
+TEST_F(DispatchTest, ContextMenusOfferTheCommandsOfTheItem) {
+    auto entries = [](QMenu* menu) {
+        std::map<QString, int> out;
+        for (QAction* action : menu->actions())
+            if (!action->isSeparator()) out[action->text()] = action->data().toInt();
+        delete menu;
+        return out;
+    };
+    // An empty tree: a new instrument, or open a file.
+    EXPECT_EQ(entries(window_.contextMenu(window_.treeView())),
+              (std::map<QString, int>{{QStringLiteral("Add new instrument"), kCmdAddInstrument},
+                                      {QStringLiteral("Open new"), kCmdOpen}}));
+
+    window_.dispatch(kCmdAddInstrument);
+    window_.dispatch(kCmdAddRegion); // the instrument gets a layer for it
+    ASSERT_EQ(collection_.count(ItemType::Region), 1u);
+    auto menu = entries(window_.contextMenu(window_.treeView()));
+    EXPECT_EQ(menu[QStringLiteral("Clone region")], kCmdClone);
+    EXPECT_EQ(menu[QStringLiteral("Rename region")], kCmdEditName);
+    EXPECT_EQ(menu[QStringLiteral("Save selected region as")], kCmdSaveSelected);
+    EXPECT_EQ(menu[QStringLiteral("Add new layer")], kCmdAddLayer);
+    EXPECT_EQ(menu[QStringLiteral("Run editor app")], kCmdRunEditor);
+    window_.dispatch(menu[QStringLiteral("Clone region")]);
+    EXPECT_EQ(collection_.count(ItemType::Region), 2u);
+
+    auto* wave = new Waveform(collection_, kNewSerial, u"W");
+    wave->frames = 4;
+    wave->channels = 1;
+    window_.refresh();
+    ASSERT_TRUE(window_.selectItem(wave->id));
+    menu = entries(window_.contextMenu(window_.waveView()));
+    EXPECT_EQ(menu[QStringLiteral("Clone waveform")], kCmdClone);
+    EXPECT_EQ(menu[QStringLiteral("Rename waveform")], kCmdEditName);
+    EXPECT_EQ(menu.count(QStringLiteral("Add new layer")), 0u);
+}
+
+TEST_F(DispatchTest, SelectionsFollowEachOtherAsTheOptionsSay) {
+    // Three waves; an instrument whose two regions play the first two.
+    std::vector<Waveform*> waves;
+    for (const char16_t* name : {u"A", u"B", u"C"}) {
+        auto* wave = new Waveform(collection_, kNewSerial, name);
+        wave->frames = 10;
+        wave->channels = 1;
+        wave->sampleRate = 8000;
+        waves.push_back(wave);
+    }
+    auto* instrument = new Instrument(collection_, kNewSerial, u"Keys");
+    auto* layer = new Layer(collection_, kNewSerial);
+    ASSERT_TRUE(instrument->addChild(*layer));
+    for (int i = 0; i < 2; ++i) {
+        auto* region = new Region(collection_, kNewSerial);
+        region->ids.push_back(waves[size_t(i)]->id);
+        ASSERT_TRUE(layer->addChild(*region));
+    }
+    window_.refresh();
+    auto selectedWaves = [&] {
+        std::vector<std::u16string> names;
+        for (const QModelIndex& index : window_.waveView()->selectionModel()->selectedRows())
+            names.push_back(window_.waveModel()->itemAt(index)->name());
+        std::sort(names.begin(), names.end());
+        return names;
+    };
+
+    // On by default: an instrument selects the waves its regions play.
+    ASSERT_TRUE(window_.selectItem(instrument->id));
+    EXPECT_EQ(selectedWaves(), (std::vector<std::u16string>{u"A", u"B"}));
+    ASSERT_TRUE(window_.selectItem(layer->ids[1]));
+    EXPECT_EQ(selectedWaves(), (std::vector<std::u16string>{u"B"}));
+
+    // Off by default: a wave selects the regions that play it.
+    window_.waveView()->clearSelection();
+    ASSERT_TRUE(window_.selectItem(waves[0]->id));
+    EXPECT_EQ(window_.treeView()->selectionModel()->selectedRows().size(), 1); // the region from before
+    GlobalSettings().app.bAutoSelCollItems = true;
+    auto selectedRegion = [&]() -> ItemId {
+        const QModelIndexList rows = window_.treeView()->selectionModel()->selectedRows();
+        return rows.size() == 1 ? window_.treeModel()->itemAt(rows.front())->id : kNoItem;
+    };
+    ASSERT_TRUE(window_.selectItem(waves[1]->id));
+    EXPECT_EQ(selectedRegion(), layer->ids[1]);
+    ASSERT_TRUE(window_.selectItem(waves[0]->id));
+    EXPECT_EQ(selectedRegion(), layer->ids[0]);
+    ASSERT_TRUE(window_.selectItem(waves[2]->id)); // played by nothing
+    EXPECT_TRUE(window_.treeView()->selectionModel()->selectedRows().isEmpty());
+
+    GlobalSettings().app.bAutoSelWaveforms = false;
+    window_.waveView()->clearSelection();
+    ASSERT_TRUE(window_.selectItem(instrument->id));
+    EXPECT_TRUE(selectedWaves().empty());
 }
 
 } // namespace
