@@ -38,6 +38,9 @@ CollectionItem* Attach(CollectionItem* parent, CollectionItem* child) {
 CollectionItem* AddInstrument(Collection& collection) {
     try {
         auto* instrument = new Instrument(collection, kNewSerial, static_cast<const char16_t*>(nullptr));
+        // The automatic name of a collection's only instrument is the
+        // collection's name, which a new collection doesn't have yet.
+        if (!*instrument->name()) instrument->setName(u"New instrument");
         if (GlobalSettings().load.bEnsureUniqueNames) collection.makeNameUnique(*instrument);
         return instrument;
     } catch (const std::bad_alloc&) {

@@ -4,6 +4,7 @@
 #include <QAbstractItemModelTester>
 #include <QDropEvent>
 #include <QElapsedTimer>
+#include <QLineEdit>
 #include <QMimeData>
 #include <QProcess>
 #include <QSignalSpy>
@@ -183,6 +184,41 @@ class MainWindowTest : public QObject {
         for (const QList<QVariant>& args : dispatched) commands << args.front().toInt();
         QCOMPARE(commands, (QList<int>{kCmdOpen, kCmdMerge, kCmdSaveAll, kCmdSaveCollection, kCmdExit}));
         QVERIFY(!window.isVisible());
+    }
+
+    void editAcceleratorsReachTheirCommands() {
+        Collection collection;
+        MainWindow window(collection);
+        window.setMessagesEnabled(false);
+        QSignalSpy dispatched(&window, &MainWindow::commandDispatched);
+        window.show();
+        window.activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&window));
+        window.dispatch(kCmdAddInstrument);
+        auto* instrument = collection.first(ItemType::Instrument);
+        QVERIFY(instrument);
+
+        // F2 opens the name in place; Return stores it.
+        QTest::keyClick(&window, Qt::Key_F2);
+        auto* editor = qobject_cast<QLineEdit*>(QApplication::focusWidget());
+        QVERIFY(editor);
+        QVERIFY(window.treeView()->isAncestorOf(editor));
+        QTest::keyClicks(editor, QStringLiteral("Lead"));
+        QTest::keyClick(editor, Qt::Key_Return);
+        // The delegate stores the text once the key's event is over.
+        QTRY_COMPARE(QString::fromUtf16(instrument->name()), QStringLiteral("Lead"));
+
+        QTest::keyClick(window.treeView(), Qt::Key_C, Qt::AltModifier);
+        QCOMPARE(collection.count(ItemType::Instrument), 2u);
+        QTest::keyClick(window.treeView(), Qt::Key_A, Qt::ControlModifier);
+        QCOMPARE(window.treeView()->selectionModel()->selectedRows().size(), 2);
+        QTest::keyClick(window.treeView(), Qt::Key_D, Qt::ControlModifier);
+        QVERIFY(window.treeView()->selectionModel()->selectedRows().isEmpty());
+        QTest::keyClick(window.treeView(), Qt::Key_E, Qt::ControlModifier);
+        QList<int> commands;
+        for (const QList<QVariant>& args : dispatched) commands << args.front().toInt();
+        QCOMPARE(commands, (QList<int>{kCmdAddInstrument, kCmdEditName, kCmdClone, kCmdSelectAll,
+                                       kCmdDeselectAll, kCmdRunEditor}));
     }
 
     void dropOpensTheFirstAndMergesTheRest() {
