@@ -425,6 +425,66 @@ TEST(WaveOps, ChannelConversionsKeepNamesAndMarkers) {
     EXPECT_EQ(Data(mono), (std::vector<float>{0.5f, 0.5f}));
 }
 
+// Every operation over small waves of every shape, with ranges inside,
+// across and outside them: the frame count stays, the pad frames the
+// interpolators rely on stay zero, and the clamping operations stay within
+// full scale.
+TEST(WaveOps, AnyShapeAnyRangeStaysInBounds) {
+    std::mt19937 rng(11);
+    std::uniform_real_distribution<float> level(-1.0f, 1.0f);
+    Collection c;
+    for (int round = 0; round < 300; ++round) {
+        const uint8_t channels = uint8_t(1 + rng() % 3);
+        const uint32_t frames = rng() % 12;
+        std::vector<float> x(size_t(frames) * channels);
+        for (float& v : x) v = level(rng);
+        Waveform& w = MakeWave(c, x, channels);
+        const FrameRange range{uint32_t(rng() % 16), uint32_t(rng() % 16)};
+        const int op = round % 9;
+        switch (op) {
+        case 0:
+            ApplyGain(w, &range, 9.0);
+            break;
+        case 1:
+            MaximizeWave(w, int(rng() % 3));
+            break;
+        case 2:
+            FadeRange(w, range, int(rng() % 4));
+            break;
+        case 3:
+            SmoothRange(w, range, int(rng() % 4));
+            break;
+        case 4:
+            ReverseRange(w, &range);
+            break;
+        case 5:
+            InvertRange(w, &range);
+            break;
+        case 6:
+            RemoveDcOffset(w);
+            break;
+        case 7:
+            MixWaves(w, &w, &w, 0.9, 0.8, 0.1);
+            break;
+        default:
+            if (w.samples()) FilterRange(w.samples()->data, frames, channels, int(rng() % 13), 0.3);
+            break;
+        }
+        const SampleBlock* b = w.samples();
+        if (!b) continue;
+        if (op != 7) {
+            EXPECT_EQ(b->frames, frames);
+        }
+        for (int k = 0; k < b->channels; ++k) EXPECT_EQ(b->data[-1 - k], 0.0f) << "op " << op;
+        for (size_t k = 0; k < size_t(b->channels) * 3; ++k)
+            EXPECT_EQ(b->data[b->sampleCount() + k], 0.0f) << "op " << op;
+        if (op != 1 && op != 8) {
+            for (size_t k = 0; k < b->sampleCount(); ++k)
+                EXPECT_LE(std::fabs(b->data[k]), 1.0f) << "op " << op;
+        }
+    }
+}
+
 // --------------------------------------------------------------- loudness
 
 std::vector<float> Sine(double hz, double amplitude, double seconds, uint32_t rate, int channels = 1) {
