@@ -91,7 +91,8 @@ const OptionFlag* OptionFlags(int& count) {
 
 OptionsDialog::OptionsDialog(Settings& settings, QWidget* parent)
     : QDialog(parent), settings_(settings), flags_(new QListWidget), features_(new QListWidget),
-      presets_(new QComboBox), waveEditor_(new QLineEdit), midiEditor_(new QLineEdit) {
+      presets_(new QComboBox), waveEditor_(new QLineEdit), midiEditor_(new QLineEdit),
+      colours_(new QComboBox), updateAddress_(new QLineEdit) {
     setWindowTitle(QStringLiteral("Options - Vaxel Studio"));
     auto* tabs = new QTabWidget;
 
@@ -131,7 +132,8 @@ OptionsDialog::OptionsDialog(Settings& settings, QWidget* parent)
     });
     tabs->addTab(featurePage, QStringLiteral("Features"));
 
-    // The external editors: a command line each, the file's path goes behind it.
+    // The external editors (a command line each, the file's path goes
+    // behind it), the colours and the update address.
     auto* editors = new QWidget;
     auto* form = new QFormLayout(editors);
     waveEditor_->setText(QString::fromStdU16String(s.app.wszWave));
@@ -144,7 +146,14 @@ OptionsDialog::OptionsDialog(Settings& settings, QWidget* parent)
         new QLabel(QStringLiteral("The file to edit is given behind the command, or in place of %1."));
     note->setWordWrap(true);
     form->addRow(note);
-    tabs->addTab(editors, QStringLiteral("Editors"));
+    // app.eDarkMode and the update address take effect at the next start.
+    colours_->addItems({QStringLiteral("Auto"), QStringLiteral("Light"), QStringLiteral("Dark")});
+    colours_->setCurrentIndex(s.app.eDarkMode < 3 ? s.app.eDarkMode : 0);
+    form->addRow(QStringLiteral("Colours (from the next start):"), colours_);
+    updateAddress_->setText(QString::fromStdString(s.app.szUpdateAddress));
+    updateAddress_->setPlaceholderText(QStringLiteral("none: the program never checks for updates"));
+    form->addRow(QStringLiteral("Update check address:"), updateAddress_);
+    tabs->addTab(editors, QStringLiteral("Program"));
 
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
     connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
@@ -197,6 +206,8 @@ void OptionsDialog::accept() {
     settings_.features = mask;
     settings_.app.wszWave = waveEditor_->text().trimmed().toStdU16String();
     settings_.app.wszMidi = midiEditor_->text().trimmed().toStdU16String();
+    settings_.app.eDarkMode = uint8_t(colours_->currentIndex());
+    settings_.app.szUpdateAddress = updateAddress_->text().trimmed().toStdString();
     QDialog::accept();
 }
 

@@ -35,6 +35,8 @@ class OptionsDialog : public QDialog {
     QComboBox* presetBox() const { return presets_; }
     QLineEdit* waveEditor() const { return waveEditor_; }
     QLineEdit* midiEditor() const { return midiEditor_; }
+    QComboBox* colourBox() const { return colours_; }
+    QLineEdit* updateAddress() const { return updateAddress_; }
 
     // The mask the feature checks stand for.
     uint64_t checkedMask() const;
@@ -51,6 +53,8 @@ class OptionsDialog : public QDialog {
     QComboBox* presets_;
     QLineEdit* waveEditor_;
     QLineEdit* midiEditor_;
+    QComboBox* colours_;
+    QLineEdit* updateAddress_;
     bool featuresChanged_ = false;
     bool settingChecks_ = false;
 };

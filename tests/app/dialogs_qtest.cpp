@@ -154,8 +154,14 @@ class DialogsTest : public QObject {
             ->findItems(found.front()->text(), Qt::MatchExactly)
             .front()
             ->setCheckState(Qt::Checked);
+        again.waveEditor()->setText(QStringLiteral(" audacity "));
+        again.colourBox()->setCurrentIndex(2);
+        again.updateAddress()->setText(QStringLiteral("https://updates.example.org/"));
         again.accept();
         QVERIFY(settings.load.bConfirm);
+        QVERIFY(settings.app.wszWave == u"audacity");
+        QCOMPARE(int(settings.app.eDarkMode), 2);
+        QCOMPARE(settings.app.szUpdateAddress, std::string("https://updates.example.org/"));
     }
 
     void featurePresetsAndChecksFollowEachOther() {
