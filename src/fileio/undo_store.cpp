@@ -452,8 +452,14 @@ struct UndoStore::Step {
 
 namespace {
 
+// A number whose file exists belongs to another running instance (the
+// folder is shared per user) or to one that ended without cleaning up: it is
+// passed over, so no step ever replaces a file it did not write.
 std::u16string NextUndoStateName() {
-    return u"Undo state " + Utf8ToWide(std::to_string(++gUndoNumber));
+    for (;;) {
+        std::u16string name = u"Undo state " + Utf8ToWide(std::to_string(++gUndoNumber));
+        if (!stateExists(name)) return name;
+    }
 }
 
 // The marker list of a wave: mainLoopId u32, selectedMarkerId u32, count

@@ -326,6 +326,19 @@ TEST_F(UndoStates, TheHistoryKeepsItsBoundAndDeletesTheOldestFiles) {
     // The store's end takes its files along.
     EXPECT_TRUE(StateFiles(states.path()).empty());
 
+    // A numbered file that is already there (another instance's) is passed
+    // over and left alone.
+    ResetUndoNumbersForTesting();
+    test::WriteFile(states.path() / "Undo state 1.vxs", std::string("not ours"));
+    {
+        UndoStore store(c);
+        ASSERT_NE(store.pushWholeState(), 0u);
+        EXPECT_EQ(store.stateFile(0).filename().string(), "Undo state 2.vxs");
+    }
+    EXPECT_EQ(StateFiles(states.path()), std::vector<std::string>{"Undo state 1.vxs"});
+    const std::vector<uint8_t> theirs = test::ReadFile(states.path() / "Undo state 1.vxs");
+    EXPECT_EQ(std::string(theirs.begin(), theirs.end()), "not ours");
+
     // A folder that can't be made: the push fails with a sentence, adds no
     // step and leaves nothing behind.
     test::WriteFile(files.path() / "plain file", std::string("x"));
