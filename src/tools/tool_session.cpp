@@ -60,6 +60,18 @@ bool ToolSession::sectionOf(const Waveform& wave, uint32_t& start, uint32_t& end
     return end > start;
 }
 
+void ToolSession::setSectionEnabled(bool on) {
+    sectionEnabled = on;
+    if (!on || sectionEnd > sectionStart) return;
+    const std::vector<Waveform*> selected = waves();
+    if (items.size() == 1 && selected.size() == 1) {
+        sectionStart = 0;
+        sectionEnd = selected.front()->frames;
+    } else if (sectionStart < 0xFFFFFFFFu) {
+        sectionEnd = sectionStart + 1;
+    }
+}
+
 const ToolEntry* ToolSession::entry() const {
     return table && toolIndex >= 0 && toolIndex < tableLength ? &table[toolIndex] : nullptr;
 }

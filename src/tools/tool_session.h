@@ -49,6 +49,10 @@ class ToolSession {
     // The section of a wave, cut to its length: the whole wave when no
     // section is enabled. False when nothing of the wave is in the range.
     bool sectionOf(const Waveform& wave, uint32_t& start, uint32_t& end) const;
+    // The page's section box. Ticking it with an empty range takes the whole
+    // wave when one wave is selected, and one frame (end = start + 1) when
+    // several are.
+    void setSectionEnabled(bool on);
 
     ToolKind kind = ToolKind::Undecided;
     ToolEntry* table = nullptr;

@@ -138,7 +138,15 @@ TEST(ToolSelection, TableComesFromTheFirstItemAndWorkingTextCountsIt) {
     EXPECT_EQ(s.session({}).workingOnText(), u"Working on nothing");
     EXPECT_EQ(s.session({s.c.id}).workingOnText(), u"Working on the whole collection");
     ToolSession one = s.session({s.stereo->id});
-    one.sectionEnabled = true;
+    // Ticking the section box with an empty range: the whole wave for one
+    // wave, one frame for several.
+    one.setSectionEnabled(true);
+    EXPECT_EQ(one.sectionEnd, 4u);
+    ToolSession two = s.session({s.mono->id, s.stereo->id});
+    two.sectionStart = two.sectionEnd = 3;
+    two.setSectionEnabled(true);
+    EXPECT_EQ(two.sectionEnd, 4u);
+    EXPECT_EQ(two.workingOnText(), u"Working on a section in all 2 waveforms");
     EXPECT_EQ(one.workingOnText(), u"Working on a section in one waveform");
     EXPECT_EQ(s.session({s.mono->id, s.stereo->id}).workingOnText(), u"Working on all 2 waveforms");
     EXPECT_EQ(s.session({s.layer1->id, s.layer2->id}).workingOnText(), u"Working on all 2 layers");
