@@ -216,10 +216,10 @@ int RunPeer(const QString& file) {
 }
 
 // One side in a fresh process, so each has its own peak; the best time of
-// three runs.
+// five runs.
 QStringList RunSide(const QString& self, const QString& side, const QString& file) {
     QStringList best;
-    for (int run = 0; run < 3; ++run) {
+    for (int run = 0; run < 5; ++run) {
         QProcess child;
         child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
         child.start(self, {side, file});
@@ -263,8 +263,8 @@ int main(int argc, char** argv) {
         const QStringList peer = RunSide(args[0], QStringLiteral("peer"), which);
         if (ours.isEmpty() || peer.isEmpty()) return std::fprintf(stderr, "a side failed\n"), 1;
         std::printf("\n%s\n", which == bank
-                                  ? "SoundFont bank, openCommand to painted panes (best of 3)"
-                                  : "Collection in memory, refreshView to painted panes (best of 3)");
+                                  ? "SoundFont bank, openCommand to painted panes (best of 5)"
+                                  : "Collection in memory, refreshView to painted panes (best of 5)");
         std::printf("%-38s %14s %14s %8s\n", "", "vaxel", "QStandardItem", "ratio");
         std::printf("%-38s %14s %14s\n", "items", qPrintable(ours[1]), qPrintable(peer[1]));
         std::printf("%-38s %14s %14s\n", "tree top rows / waveform rows",
