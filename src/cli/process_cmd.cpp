@@ -128,8 +128,11 @@ class RunStatus final : public StatusLine {
   public:
     explicit RunStatus(StatusLine& inner) : inner_(inner) {}
     void status(std::u16string_view text, int mode) override {
+        if (mode == kStatusPassing) passing.emplace_back(text);
         if (mode != kStatusFinal) inner_.status(text, mode);
     }
+    // What went by: the tools that only measure put their figures here.
+    std::vector<std::u16string> passing;
     void progress(double fraction) override { inner_.progress(fraction); }
 
   private:
@@ -275,6 +278,10 @@ int Process(const Args& args) {
             std::fprintf(stderr, "vaxel process: %s: %s\n", files[0].c_str(), LastErrorUtf8().c_str());
             return kExitFailed;
         }
+        // The measuring tools' figures are their result on the command line.
+        if (name == u"Statistics for the waveform" || name == u"Find volume")
+            for (const std::u16string& line : runStatus.passing)
+                std::printf("%s\n", WideToUtf8(line).c_str());
         std::printf("%s\n", WideToUtf8(result).c_str());
     }
     Tools().showError = nullptr;

@@ -287,6 +287,19 @@ TEST(CliInfo, DecodeReadsEverySampleAndShowsThePeak) {
     text.clear();
     EXPECT_EQ(test::Run(Vaxel() + " info " + Quote(wav), &text), 0);
     EXPECT_EQ(text.find("Peak:"), std::string::npos) << "deferred samples are not read without --decode";
+
+    // The measuring tools print their figures on the command line too.
+    text.clear();
+    ASSERT_EQ(test::Run(Vaxel() + " process " + Quote(wav) + " -o " + Quote((dir / "same.wav").string()) +
+                            " --tool \"Statistics for the waveform\"",
+                        &text),
+              0)
+        << text;
+    at = text.find("Max level: ");
+    ASSERT_NE(at, std::string::npos) << text;
+    at = text.find(" / ", at);
+    ASSERT_NE(at, std::string::npos) << text;
+    EXPECT_NEAR(std::atof(text.c_str() + at + 3), soxPeak, 0.01) << text;
 }
 
 } // namespace
