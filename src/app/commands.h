@@ -21,6 +21,9 @@ enum Command : int {
     kCmdSelectAll = 148,
     kCmdReplaceWaves = 151,
     kCmdDeselectAll = 171,
+    kCmdProcessItems = 29000,
+    kCmdUndo = 30064,
+    kCmdRedo = 30128,
     // Two commands of our own, from the free numbers of the range above.
     kCmdOptions = 105,
     kCmdCheckForUpdates = 108,
