@@ -55,20 +55,26 @@ void OnTerminate(int) {
     [[maybe_unused]] const ssize_t n = ::write(g_signalPipe[0], &byte, 1);
 }
 
-void CloseOnSignals(QWidget& window) {
-    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, g_signalPipe) != 0) return;
-    auto* notifier = new QSocketNotifier(g_signalPipe[1], QSocketNotifier::Read, &window);
-    QObject::connect(notifier, &QSocketNotifier::activated, &window, [&window] {
-        char byte;
-        [[maybe_unused]] const ssize_t n = ::read(g_signalPipe[1], &byte, 1);
-        window.close();
-    });
+// Installed first thing, so that a signal during the start is kept in the
+// socket until the window can act on it.
+void CatchTerminateSignals() {
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, g_signalPipe) != 0) return;
     struct sigaction action = {};
     action.sa_handler = OnTerminate;
     sigemptyset(&action.sa_mask);
     action.sa_flags = SA_RESTART;
     sigaction(SIGTERM, &action, nullptr);
     sigaction(SIGINT, &action, nullptr);
+}
+
+void CloseOnSignals(QWidget& window) {
+    if (g_signalPipe[1] < 0) return;
+    auto* notifier = new QSocketNotifier(g_signalPipe[1], QSocketNotifier::Read, &window);
+    QObject::connect(notifier, &QSocketNotifier::activated, &window, [&window] {
+        char byte;
+        [[maybe_unused]] const ssize_t n = ::read(g_signalPipe[1], &byte, 1);
+        window.close();
+    });
 }
 
 // app.eDarkMode: 0 follows the desktop's style, 1 light, 2 dark (a palette
@@ -101,6 +107,7 @@ void ApplyColourScheme(int mode) {
 } // namespace
 
 int main(int argc, char** argv) {
+    CatchTerminateSignals();
     g_reserve = new char[1 << 20];
     std::set_new_handler(OutOfMemory);
 
@@ -126,6 +133,9 @@ int main(int argc, char** argv) {
         window.setMessagesEnabled(g_messages);
 
         if (line.batch) {
+            // No window to close: the signals end the run as usual.
+            std::signal(SIGTERM, SIG_DFL);
+            std::signal(SIGINT, SIG_DFL);
             vaxel::SetLastError(kNoBatch);
             std::fprintf(stderr, "vaxel-studio: %s\n", kNoBatch);
             if (g_messages)
