@@ -39,7 +39,11 @@ void MainWindow::updateSelectionTexts() {
     if (runEditor_) {
         const bool song = item && (item->type() == ItemType::Song || item->type() == ItemType::Track);
         runEditor_->setText(song ? QStringLiteral("Run MIDI editor") : QStringLiteral("Run waveform editor"));
-        runEditor_->setShortcut(QKeySequence(song ? QStringLiteral("Ctrl+F") : QStringLiteral("Ctrl+E")));
+        const QKeySequence wave(QStringLiteral("Ctrl+E")), midi(QStringLiteral("Ctrl+F"));
+        // Never the same key on both actions: Qt would take it for neither.
+        if (otherEditorKey_) otherEditorKey_->setShortcut(QKeySequence());
+        runEditor_->setShortcut(song ? midi : wave);
+        if (otherEditorKey_) otherEditorKey_->setShortcut(song ? wave : midi);
     }
 }
 

@@ -218,13 +218,13 @@ void MainWindow::buildMenus() {
     AddCommand(edit, QStringLiteral("Deselect all\tc-D"), kCmdDeselectAll);
     edit->addSeparator();
     runEditor_ = AddCommand(edit, QStringLiteral("Run waveform editor\tc-E"), kCmdRunEditor);
-    // The MIDI editor's key works whatever the menu entry says.
-    auto* midiEditor = new QAction(this);
-    midiEditor->setShortcut(QKeySequence(QStringLiteral("Ctrl+F")));
-    midiEditor->setShortcutContext(Qt::WindowShortcut);
-    connect(midiEditor, &QAction::triggered, this,
-            [this, midiEditor] { dispatch(kCmdRunEditor, midiEditor); });
-    addAction(midiEditor);
+    // Both editor keys work whatever the menu entry says: the entry holds
+    // the key of the selection's editor, this action the other one.
+    otherEditorKey_ = new QAction(this);
+    otherEditorKey_->setShortcut(QKeySequence(QStringLiteral("Ctrl+F")));
+    otherEditorKey_->setShortcutContext(Qt::WindowShortcut);
+    connect(otherEditorKey_, &QAction::triggered, this, [this] { dispatch(kCmdRunEditor, otherEditorKey_); });
+    addAction(otherEditorKey_);
 
     QMenu* tools = menuBar()->addMenu(QStringLiteral("&Tools"));
     AddCommand(tools, QStringLiteral("Replace waveforms…"), kCmdReplaceWaves);

@@ -127,6 +127,7 @@ class MainWindow : public QMainWindow {
     QAction* editName_ = nullptr;
     QAction* clone_ = nullptr;
     QAction* runEditor_ = nullptr;
+    QAction* otherEditorKey_ = nullptr;
     int runningEditors_ = 0;
     bool syncingSelection_ = false;
     StatusBarLine statusLine_;

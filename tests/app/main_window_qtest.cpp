@@ -20,6 +20,7 @@
 #include "model/collection.h"
 #include "model/instrument.h"
 #include "model/settings.h"
+#include "model/song.h"
 
 using namespace vaxel;
 using namespace vaxel::app;
@@ -215,10 +216,23 @@ class MainWindowTest : public QObject {
         QTest::keyClick(window.treeView(), Qt::Key_D, Qt::ControlModifier);
         QVERIFY(window.treeView()->selectionModel()->selectedRows().isEmpty());
         QTest::keyClick(window.treeView(), Qt::Key_E, Qt::ControlModifier);
+        // On a song the entry is the MIDI editor's, on Ctrl+F; both keys
+        // still reach the command.
+        auto* song = new Song(collection, kNewSerial, u"Tune");
+        window.refresh();
+        QVERIFY(window.selectItem(song->id));
+        QAction* entry = nullptr;
+        for (QAction* action : window.actions())
+            if (action->data().toInt() == kCmdRunEditor) entry = action;
+        QVERIFY(entry);
+        QCOMPARE(entry->text(), QStringLiteral("Run MIDI editor"));
+        QCOMPARE(entry->shortcut(), QKeySequence(QStringLiteral("Ctrl+F")));
+        QTest::keyClick(window.treeView(), Qt::Key_F, Qt::ControlModifier);
+        QTest::keyClick(window.treeView(), Qt::Key_E, Qt::ControlModifier);
         QList<int> commands;
         for (const QList<QVariant>& args : dispatched) commands << args.front().toInt();
         QCOMPARE(commands, (QList<int>{kCmdAddInstrument, kCmdEditName, kCmdClone, kCmdSelectAll,
-                                       kCmdDeselectAll, kCmdRunEditor}));
+                                       kCmdDeselectAll, kCmdRunEditor, kCmdRunEditor, kCmdRunEditor}));
     }
 
     void dropOpensTheFirstAndMergesTheRest() {
