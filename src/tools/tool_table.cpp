@@ -17,6 +17,7 @@
 #include "model/text.h"
 #include "model/waveform.h"
 #include "tools/tool_session.h"
+#include "tools/wave_passes.h"
 
 namespace vaxel {
 
@@ -396,6 +397,7 @@ void InstallTools() {
     if (installed) return;
     installed = true;
     InstallWaveTools();
+    InstallWavePasses();
 }
 
 bool IsToolBuilt(const ToolEntry& entry) {
