@@ -6,6 +6,7 @@
 
 #include "cli/cli.h"
 #include "formats/install.h"
+#include "tools/tool_table.h"
 #include "vaxel_version.h"
 
 namespace {
@@ -66,6 +67,9 @@ int main(int argc, char** argv) {
         }
     }
     vaxel::InstallFormats();
+    // The tools bind their rows and the passes the flows call (the On Load
+    // options among them).
+    vaxel::InstallTools();
     if (command == "formats") return Formats(args);
     if (command == "detect") return Detect(args);
     if (command == "info") return Info(args);
