@@ -511,15 +511,16 @@ namespace {
 
 // The name as duplicates compare it: case folded, and without the number
 // that unique naming puts at the end ("Snare 1", "Snare2" -> "snare"); the
-// octave of a note name stays ("Piano C4").
+// octave of a note name stays ("Piano C4"). The samples decide the rest.
 std::u16string DuplicateKey(std::u16string_view name) {
     size_t n = name.size();
-    if (n > 1 && name[n - 1] >= u'0' && name[n - 1] <= u'9') {
-        const char16_t before = name[n - 2];
+    if (n > 0 && name[n - 1] >= u'0' && name[n - 1] <= u'9') {
+        const char16_t before = n > 1 ? name[n - 2] : u' ';
         if (!(before == u'#' || (before >= u'A' && before <= u'G'))) {
             while (n > 0 && name[n - 1] >= u'0' && name[n - 1] <= u'9') --n;
             while (n > 0 && name[n - 1] == u' ') --n;
-            if (n == 0) n = name.size(); // a name of digits alone is its own key
+            // A name of digits alone counts up as a whole ("1", "2"): all
+            // such names share the empty key.
         }
     }
     std::u16string key;
