@@ -15,11 +15,14 @@
 #include "app/main_window.h"
 #include "app/update_check.h"
 #include "fileio/open_save.h"
+#include "fileio/undo_store.h"
 #include "fileio/wave_loader.h"
 #include "formats/install.h"
 #include "model/collection.h"
 #include "model/last_error.h"
 #include "model/settings.h"
+#include "model/status_line.h"
+#include "model/text.h"
 
 #include <sys/socket.h>
 #include <unistd.h>
@@ -143,6 +146,14 @@ int main(int argc, char** argv) {
             result = 2;
         } else {
             CloseOnSignals(window);
+            // A state of another build is refused and the program starts
+            // empty; the status bar says why.
+            if (!vaxel::loadLastSession(collection)) {
+                std::fprintf(stderr, "vaxel-studio: Last session: %s\n",
+                             vaxel::WideToUtf8(vaxel::LastError()).c_str());
+                vaxel::Status().status(vaxel::LastError(), vaxel::kStatusError);
+            }
+            window.refresh();
             window.show();
             // The update check asks only an address the user configured.
             vaxel::AppSettings& app = vaxel::GlobalSettings().app;
@@ -164,6 +175,9 @@ int main(int argc, char** argv) {
 
         vaxel::ClearLastError();
         vaxel::BackgroundLoader::Stop();
+        if (!line.batch && !vaxel::saveLastSession(collection))
+            std::fprintf(stderr, "vaxel-studio: Last session could not be saved: %s\n",
+                         vaxel::WideToUtf8(vaxel::LastError()).c_str());
         // An unwritable settings folder costs this run's changes, nothing more.
         if (!vaxel::saveSettings(vaxel::GlobalSettings()))
             std::fprintf(stderr, "vaxel-studio: the settings could not be written to %s\n",

@@ -22,6 +22,8 @@
 #include "app/collection_models.h"
 #include "app/commands.h"
 #include "app/options_dialog.h"
+#include "app/tools_dialog.h"
+#include "app/undo_actions.h"
 #include "app/update_check.h"
 #include "fileio/format_table.h"
 #include "fileio/open_save.h"
@@ -143,6 +145,8 @@ MainWindow::MainWindow(Collection& collection, QWidget* parent)
     waveModel_->rename = treeModel_->rename;
 
     buildMenus();
+    undo_ = new UndoActions(*this, collection_);
+    SetUpTools(*this);
     connect(tree_->selectionModel(), &QItemSelectionModel::currentChanged, this,
             [this] { updateSelectionTexts(); });
     connect(waves_->selectionModel(), &QItemSelectionModel::currentChanged, this,
@@ -207,6 +211,9 @@ void MainWindow::buildMenus() {
     // Undo, the clipboard and the articulation entries join this menu with
     // the parts of the program that do them.
     QMenu* edit = menuBar()->addMenu(QStringLiteral("&Edit"));
+    AddCommand(edit, QStringLiteral("Undo\tc-Z"), kCmdUndo);
+    AddCommand(edit, QStringLiteral("Redo\tc-Y"), kCmdRedo);
+    edit->addSeparator();
     AddCommand(edit, QStringLiteral("Add new instrument"), kCmdAddInstrument);
     AddCommand(edit, QStringLiteral("Add new layer"), kCmdAddLayer);
     AddCommand(edit, QStringLiteral("Add new region"), kCmdAddRegion);
@@ -227,6 +234,7 @@ void MainWindow::buildMenus() {
     addAction(otherEditorKey_);
 
     QMenu* tools = menuBar()->addMenu(QStringLiteral("&Tools"));
+    AddCommand(tools, QStringLiteral("Process items…\tc-P"), kCmdProcessItems);
     AddCommand(tools, QStringLiteral("Replace waveforms…"), kCmdReplaceWaves);
     tools->addSeparator();
     AddCommand(tools, QStringLiteral("Options…"), kCmdOptions);
@@ -359,6 +367,22 @@ bool MainWindow::dispatch(int command, QObject* sender, const QVariant& paramete
     case kCmdOptions:
         showOptions();
         return true;
+    case kCmdUndo:
+    case kCmdRedo:
+        return undo_->step(command == kCmdRedo);
+    case kCmdProcessItems: {
+        // One tool session at a time: asking again shows the open one.
+        for (ToolsDialog* open : findChildren<ToolsDialog*>()) {
+            if (!open->isVisible()) continue;
+            open->raise();
+            open->activateWindow();
+            return true;
+        }
+        auto* dialog = new ToolsDialog(*this, collection_, ToolSelection(*this));
+        dialog->setAttribute(Qt::WA_DeleteOnClose);
+        dialog->open();
+        return true;
+    }
     case kCmdCheckForUpdates:
         CheckForUpdates(this, true, messages_);
         return true;

@@ -24,6 +24,7 @@ class CollectionItem;
 namespace vaxel::app {
 
 class CollectionTreeModel;
+class UndoActions;
 class WaveListModel;
 
 // The status bar as the process's StatusLine.
@@ -76,6 +77,8 @@ class MainWindow : public QMainWindow {
     // Taken before a command changes the model, with the command's label:
     // where the undo history plugs in. Empty until it exists.
     std::function<void(const QString& label)> pushWholeState;
+    // The undo history and its Edit entries.
+    UndoActions* undoActions() const { return undo_; }
     // The external editors' processes; tests wait for them to end.
     int runningEditors() const { return runningEditors_; }
 
@@ -127,6 +130,7 @@ class MainWindow : public QMainWindow {
     QAction* editName_ = nullptr;
     QAction* clone_ = nullptr;
     QAction* runEditor_ = nullptr;
+    UndoActions* undo_ = nullptr;
     QAction* otherEditorKey_ = nullptr;
     int runningEditors_ = 0;
     bool syncingSelection_ = false;
