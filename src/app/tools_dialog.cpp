@@ -508,8 +508,11 @@ void ToolsDialog::done(int result) {
     // the tool worked on.
     discardPreview(*session_);
     window_.refresh();
-    for (size_t i = 0; i < session_->items.size(); ++i)
-        if (session_->item(i) && window_.selectItem(session_->items[i])) break;
+    // A run may have named the item to show (a tool that made items, or the
+    // collection after an instrument tool); else the selection comes back.
+    if (session_->selectAfter == kNoItem || !window_.selectItem(session_->selectAfter))
+        for (size_t i = 0; i < session_->items.size(); ++i)
+            if (session_->item(i) && window_.selectItem(session_->items[i])) break;
     QDialog::done(result);
 }
 

@@ -10,6 +10,7 @@
 #include <QListWidget>
 #include <QProcess>
 #include <QPushButton>
+#include <QSignalSpy>
 #include <QStatusBar>
 #include <QTemporaryDir>
 #include <QToolBar>
@@ -19,6 +20,7 @@
 #include <cmath>
 #include <vector>
 
+#include "app/collection_models.h"
 #include "app/commands.h"
 #include "app/main_window.h"
 #include "app/tools_dialog.h"
@@ -251,6 +253,29 @@ class ToolsDialogTest : public QObject {
         QCOMPARE(WaveCount(collection), 3);
         dialog->reject();
         QCOMPARE(WaveCount(collection), 2);
+    }
+
+    void editCommandsAreUndoneByTheKeys() {
+        Collection collection;
+        MainWindow window(collection);
+        window.setMessagesEnabled(false);
+        window.show();
+        window.activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&window));
+        QVERIFY(window.dispatch(kCmdAddInstrument));
+        QCOMPARE(window.treeModel()->rowCount(), 1);
+        QCOMPARE(CommandAction(window, kCmdUndo)->text(), QStringLiteral("Undo: Add new instrument"));
+        QSignalSpy commands(&window, &MainWindow::commandDispatched);
+        QTest::keyClick(&window, Qt::Key_Z, Qt::ControlModifier);
+        QCOMPARE(commands.size(), 1);
+        QCOMPARE(commands.front().front().toInt(), int(kCmdUndo));
+        QCOMPARE(window.treeModel()->rowCount(), 0);
+        QTest::keyClick(&window, Qt::Key_Y, Qt::ControlModifier);
+        QCOMPARE(window.treeModel()->rowCount(), 1);
+        // Nothing left to redo: refused, and the panes stay as they are.
+        QVERIFY(!CommandAction(window, kCmdRedo)->isEnabled());
+        QVERIFY(!window.dispatch(kCmdRedo));
+        QCOMPARE(window.treeModel()->rowCount(), 1);
     }
 
     void toolbarAndMenuReachTheDialog() {
