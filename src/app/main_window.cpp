@@ -32,6 +32,7 @@
 #include "model/last_error.h"
 #include "model/settings.h"
 #include "model/text.h"
+#include "tools/tool_table.h"
 
 namespace vaxel::app {
 
@@ -146,7 +147,7 @@ MainWindow::MainWindow(Collection& collection, QWidget* parent)
 
     buildMenus();
     undo_ = new UndoActions(*this, collection_);
-    SetUpTools(*this);
+    SetUpTools(*this, collection_);
     connect(tree_->selectionModel(), &QItemSelectionModel::currentChanged, this,
             [this] { updateSelectionTexts(); });
     connect(waves_->selectionModel(), &QItemSelectionModel::currentChanged, this,
@@ -370,23 +371,15 @@ bool MainWindow::dispatch(int command, QObject* sender, const QVariant& paramete
     case kCmdUndo:
     case kCmdRedo:
         return undo_->step(command == kCmdRedo);
-    case kCmdProcessItems: {
-        // One tool session at a time: asking again shows the open one.
-        for (ToolsDialog* open : findChildren<ToolsDialog*>()) {
-            if (!open->isVisible()) continue;
-            open->raise();
-            open->activateWindow();
-            return true;
-        }
-        auto* dialog = new ToolsDialog(*this, collection_, ToolSelection(*this));
-        dialog->setAttribute(Qt::WA_DeleteOnClose);
-        dialog->open();
-        return true;
-    }
+    case kCmdProcessItems:
+        return OpenToolsDialog(*this, collection_);
     case kCmdCheckForUpdates:
         CheckForUpdates(this, true, messages_);
         return true;
     default:
+        // A tool of the selection's table by its row: 29001 plus the index.
+        if (command >= kToolCommandBase && command < kToolCommandBase + kToolCommandCount)
+            return OpenToolsDialog(*this, collection_, command - kToolCommandBase);
         return false;
     }
 }

@@ -14,6 +14,8 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMenu>
+#include <QMenuBar>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QStackedWidget>
@@ -54,11 +56,50 @@ std::vector<int> PathOf(QModelIndex index) {
     return path;
 }
 
+// Below "Process items…" in the Tools menu: the tools the selection is
+// offered, each by its command (29001 plus its row), made afresh each time
+// the menu opens. The entries carry their command in a property of their
+// own, so the Tools menu's handler (which dispatches entries whose data is a
+// command) leaves them to this menu.
+void AddQuickToolsMenu(MainWindow& window, Collection& collection) {
+    QMenu* tools = nullptr;
+    QAction* process = nullptr;
+    for (QMenu* menu : window.menuBar()->findChildren<QMenu*>()) {
+        for (QAction* action : menu->actions())
+            if (action->data().typeId() == QMetaType::Int && action->data().toInt() == kCmdProcessItems) {
+                tools = menu;
+                process = action;
+            }
+    }
+    if (!tools) return;
+    const QList<QAction*> entries = tools->actions();
+    const qsizetype at = entries.indexOf(process);
+    QAction* before = at + 1 < entries.size() ? entries[at + 1] : nullptr;
+    auto* quick = new QMenu(QStringLiteral("Run tool"), tools);
+    quick->setObjectName(QStringLiteral("quickTools"));
+    tools->insertMenu(before, quick);
+    QObject::connect(quick, &QMenu::triggered, &window, [&window](QAction* action) {
+        const QVariant command = action->property("toolCommand");
+        if (command.isValid()) window.dispatch(command.toInt(), action);
+    });
+    QObject::connect(quick, &QMenu::aboutToShow, quick, [&window, &collection, quick] {
+        quick->clear();
+        ToolSession session(collection, ToolSelection(window));
+        for (int i = 0; i < session.tableLength && i < kToolCommandCount; ++i) {
+            const ToolEntry& entry = session.table[i];
+            if (!IsToolAvailable(entry, session)) continue;
+            QAction* action = quick->addAction(Text(entry.name));
+            action->setProperty("toolCommand", kToolCommandBase + i);
+        }
+        if (quick->isEmpty()) quick->addAction(QStringLiteral("(none)"))->setEnabled(false);
+    });
+}
+
 } // namespace
 
 // ---------------------------------------------------------------- set-up
 
-void SetUpTools(MainWindow& window) {
+void SetUpTools(MainWindow& window, Collection& collection) {
     InstallTools();
     ToolHooks& hooks = Tools();
     hooks.showError = [&window](std::u16string_view text) {
@@ -74,6 +115,8 @@ void SetUpTools(MainWindow& window) {
         Tools().refreshView = nullptr;
     });
 
+    AddQuickToolsMenu(window, collection);
+
     QToolBar* bar = window.addToolBar(QStringLiteral("Tools"));
     bar->setObjectName(QStringLiteral("toolsBar"));
     bar->setMovable(false);
@@ -82,6 +125,26 @@ void SetUpTools(MainWindow& window) {
     process->setToolTip(QStringLiteral("Process items… (Ctrl+P)"));
     QObject::connect(process, &QAction::triggered, &window,
                      [&window, process] { window.dispatch(kCmdProcessItems, process); });
+}
+
+bool OpenToolsDialog(MainWindow& window, Collection& collection, int toolIndex) {
+    // One tool session at a time: asking again shows the open one.
+    for (ToolsDialog* open : window.findChildren<ToolsDialog*>()) {
+        if (!open->isVisible()) continue;
+        open->raise();
+        open->activateWindow();
+        return true;
+    }
+    auto* dialog = new ToolsDialog(window, collection, ToolSelection(window));
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    if (toolIndex >= 0 && !dialog->chooseQuick(toolIndex)) {
+        Status().status(LastError(), kStatusError);
+        delete dialog;
+        return false;
+    }
+    dialog->open();
+    if (toolIndex >= 0) dialog->continueToOptions();
+    return true;
 }
 
 std::vector<ItemId> ToolSelection(const MainWindow& window) {
@@ -246,6 +309,18 @@ void ToolsDialog::fillList() {
     filling_ = false;
     list_->setCurrentRow(select);
     toolChosen();
+}
+
+bool ToolsDialog::chooseQuick(int index) {
+    ToolSession& s = *session_;
+    if (!s.chooseByNumber(index, true)) return false;
+    // The list shows the choice, for a way back from the options page.
+    filling_ = true;
+    for (int row = 0; row < list_->count(); ++row)
+        if (list_->item(row)->data(Qt::UserRole).toInt() == index) list_->setCurrentRow(row);
+    filling_ = false;
+    showSectionRows();
+    return true;
 }
 
 bool ToolsDialog::selectTool(const QString& name) {

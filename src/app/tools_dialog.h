@@ -30,8 +30,20 @@ namespace vaxel::app {
 class MainWindow;
 
 // Once for the window: installs the tools, binds the runner's window hooks
-// (error box, refresh and selection after a run) and adds the toolbar entry.
-void SetUpTools(MainWindow& window);
+// (error box, refresh and selection after a run), adds the Tools menu's
+// "Run tool" entries and the toolbar entry.
+void SetUpTools(MainWindow& window, Collection& collection);
+
+// The numbers after 29000 that choose a tool by its row (no table is as
+// long).
+constexpr int kToolCommandCount = 100;
+
+// "Process items…" (toolIndex -1): shows the list page for the selection, or
+// the dialog already open. With a row of the selection's table the tool is
+// chosen at once, as the Tools menu does: one that runs without options runs
+// straight away, any other opens its options page. False (with the reason on
+// the status line) when the row can't be chosen.
+bool OpenToolsDialog(MainWindow& window, Collection& collection, int toolIndex = -1);
 
 // The selection the tools work on: the selected Waveforms when the list has
 // the focus or the tree has no selection, else the selected tree items, in
@@ -48,6 +60,9 @@ class ToolsDialog : public QDialog {
 
     // The list page's rows: the names of the tools offered.
     QListWidget* toolList() const { return list_; }
+    // Chooses the tool of that row as the Tools menu does (quick); false
+    // with LastError when the selection isn't offered it.
+    bool chooseQuick(int index);
     // Picks a tool of the list by name; false when it isn't offered.
     bool selectTool(const QString& name);
     // "Continue…": checks the choice and the section, then shows the options

@@ -8,6 +8,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMenu>
 #include <QProcess>
 #include <QPushButton>
 #include <QSignalSpy>
@@ -32,6 +33,7 @@
 #include "model/waveform.h"
 #include "tools/tool_options.h"
 #include "tools/tool_session.h"
+#include "tools/tool_table.h"
 
 using namespace vaxel;
 using namespace vaxel::app;
@@ -276,6 +278,46 @@ class ToolsDialogTest : public QObject {
         QVERIFY(!CommandAction(window, kCmdRedo)->isEnabled());
         QVERIFY(!window.dispatch(kCmdRedo));
         QCOMPARE(window.treeModel()->rowCount(), 1);
+    }
+
+    void runToolEntriesChooseATool() {
+        const QString path = makeWave(QStringLiteral("quick.wav"), 1);
+        QVERIFY2(!path.isEmpty(), "sox must be installed (./test.sh installs it)");
+        Collection collection;
+        MainWindow window(collection);
+        window.setMessagesEnabled(false);
+        QVERIFY(openWaves(window, collection, {path}));
+        Waveform* wave = OnlyWave(collection);
+        QVERIFY(wave && ensureSamples(wave));
+        const std::vector<float> before = SamplesOf(wave);
+
+        auto* quick = window.findChild<QMenu*>(QStringLiteral("quickTools"));
+        QVERIFY(quick);
+        emit quick->aboutToShow();
+        QAction* invert = nullptr;
+        for (QAction* action : quick->actions()) {
+            if (action->text() == QStringLiteral("Invert sign throughout selection")) invert = action;
+            // A mono wave isn't offered the stereo tools.
+            QVERIFY(action->text() != QStringLiteral("Swap left and right channels"));
+        }
+        QVERIFY(invert);
+        // A tool without options runs at once, without a page.
+        invert->trigger();
+        QCOMPARE(StatusText(window),
+                 QStringLiteral("Processed 1 item using Invert sign throughout selection"));
+        const std::vector<float> after = SamplesOf(OnlyWave(collection));
+        QCOMPARE(after.size(), before.size());
+        for (size_t i = 0; i < before.size(); ++i) QCOMPARE(after[i], -before[i]);
+        for (ToolsDialog* dialog : window.findChildren<ToolsDialog*>()) QVERIFY(!dialog->isVisible());
+
+        // Any other opens its options page straight away.
+        const int gain = FindToolIndex(ToolTable(ToolKind::Wave), u"Adjust volume/gain");
+        QVERIFY(gain >= 0);
+        QVERIFY(window.dispatch(kToolCommandBase + gain));
+        ToolsDialog* dialog = OpenDialog(window);
+        QVERIFY(dialog && dialog->onOptionsPage());
+        QVERIFY(dialog->optionField("gain"));
+        dialog->reject();
     }
 
     void toolbarAndMenuReachTheDialog() {
