@@ -334,6 +334,13 @@ bool CanPair(const Waveform& a, const Waveform& b) {
            a.frames == b.frames && a.frames > 0;
 }
 
+// The first index of the run of equal rectangles that index a is in.
+size_t GroupStart(const std::vector<Region*>& sorted, size_t a) {
+    const uint64_t rectangle = RectangleOf(*sorted[a]);
+    while (a > 0 && RectangleOf(*sorted[a - 1]) == rectangle) --a;
+    return a;
+}
+
 struct WavePair {
     Waveform* left;
     Waveform* right;
@@ -345,6 +352,7 @@ struct RegionPair {
     Region* left;
     Region* right;
     size_t pair;
+    bool rightFirst; // the right one comes first in the instrument
 };
 
 // The name of the stereo wave of a pair: the left name without its mark,
@@ -382,8 +390,13 @@ int MergeDualMonoWaves(Collection& c) {
         std::vector<Region*>& regions = regionsOf[i];
         for (Region* r : RegionsOf(*instruments[i]))
             if (Waveform* w = r->waveform(); w && w->channels == 1) regions.push_back(r);
+        // By rectangle, so that partners are neighbours; a stable sort keeps
+        // the layer order within a rectangle, which decides "the first".
+        std::stable_sort(regions.begin(), regions.end(),
+                         [](const Region* x, const Region* y) { return RectangleOf(*x) < RectangleOf(*y); });
         for (size_t a = 0; a < regions.size(); ++a) {
-            for (size_t b = 0; b < regions.size(); ++b) {
+            for (size_t b = GroupStart(regions, a); b < regions.size(); ++b) {
+                if (RectangleOf(*regions[a]) != RectangleOf(*regions[b])) break;
                 Region* ra = regions[a];
                 Region* rb = regions[b];
                 if (a == b || RectangleOf(*ra) != RectangleOf(*rb)) continue;
@@ -430,13 +443,14 @@ int MergeDualMonoWaves(Collection& c) {
             if (taken[a]) continue;
             auto pa = pairOf.find(regions[a]->waveform()->id);
             if (pa == pairOf.end() || pairs[pa->second].left != regions[a]->waveform()) continue;
-            for (size_t b = 0; b < regions.size(); ++b) {
-                if (b == a || taken[b] || RectangleOf(*regions[a]) != RectangleOf(*regions[b])) continue;
+            for (size_t b = GroupStart(regions, a); b < regions.size(); ++b) {
+                if (RectangleOf(*regions[a]) != RectangleOf(*regions[b])) break;
+                if (b == a || taken[b]) continue;
                 if (regions[b]->waveform() != pairs[pa->second].right) continue;
                 if (PanOf(*regions[a]) > PanOf(*regions[b])) continue;
                 taken[a] = taken[b] = true;
                 regionPairsOf[pa->second].push_back(regionPairs.size());
-                regionPairs.push_back({regions[a], regions[b], pa->second});
+                regionPairs.push_back({regions[a], regions[b], pa->second, b < a});
                 break;
             }
         }
@@ -477,7 +491,9 @@ int MergeDualMonoWaves(Collection& c) {
         for (size_t index : joined) {
             RegionPair& rp = regionPairs[index];
             // The phase master stays, else the first of the two.
-            const bool keepRight = rp.right->phaseMaster && !rp.left->phaseMaster;
+            const bool leftMaster = rp.left->phaseMaster != 0;
+            const bool rightMaster = rp.right->phaseMaster != 0;
+            const bool keepRight = leftMaster != rightMaster ? rightMaster : rp.rightFirst;
             Region* keep = keepRight ? rp.right : rp.left;
             Region* drop = keepRight ? rp.left : rp.right;
             Waveform* played = keepRight ? pair.right : pair.left;
