@@ -421,6 +421,29 @@ TEST_F(WavePassesTest, OpeningALinkedSoundFontPairMergesIt) {
               0);
     EXPECT_NE(out.find("Duo"), std::string::npos) << out;
     EXPECT_EQ(out.find("Duo(R)"), std::string::npos) << out;
+
+    // A SoundFont holds no interleaved stereo: saving splits the wave again,
+    // into two mono samples on hard-panned zones, which open as one wave.
+    const std::filesystem::path copy = dir / "copy.sf2";
+    ASSERT_EQ(test::Run(test::Quote(test::CliPath().string()) + " convert " + test::Quote(bank.string()) +
+                            " " + test::Quote(copy.string()),
+                        &out, true),
+              0)
+        << out;
+    GlobalSettings().load.bAutoMergeStereo = false;
+    Collection saved;
+    ASSERT_EQ(openFile(saved, copy, true), 1) << WideToUtf8(LastError());
+    ASSERT_EQ(saved.count(ItemType::Waveform), 2u);
+    std::vector<float> pans;
+    for (Region* r : ItemsOf<Region>(saved)) pans.push_back(r->getValue(kParamPan));
+    EXPECT_EQ(pans, (std::vector<float>{-1.0f, 1.0f}));
+    GlobalSettings().load.bAutoMergeStereo = true;
+    Collection again;
+    ASSERT_EQ(openFile(again, copy, true), 1) << WideToUtf8(LastError());
+    ASSERT_EQ(again.count(ItemType::Waveform), 1u);
+    auto* joined = static_cast<Waveform*>(again.first(ItemType::Waveform));
+    EXPECT_EQ(std::u16string(joined->name()), u"Duo");
+    EXPECT_EQ(Samples(*joined), s);
 }
 
 TEST_F(WavePassesTest, MergingABankTwiceKeepsOneCopyOfEachWave) {
