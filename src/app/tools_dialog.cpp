@@ -314,6 +314,14 @@ void ToolsDialog::fillList() {
 bool ToolsDialog::chooseQuick(int index) {
     ToolSession& s = *session_;
     if (!s.chooseByNumber(index, true)) return false;
+    // Chosen from a menu, a tool that needs a section and is given none
+    // works on whole waves, as on the command line.
+    const ToolEntry* entry = s.entry();
+    if ((entry->flags & kSectionRequired) && s.kind == ToolKind::Wave && !s.sectionEnabled) {
+        s.sectionEnabled = true;
+        s.sectionStart = 0;
+        s.sectionEnd = 0xFFFFFFFFu;
+    }
     // The list shows the choice, for a way back from the options page.
     filling_ = true;
     for (int row = 0; row < list_->count(); ++row)

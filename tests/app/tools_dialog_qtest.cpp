@@ -318,6 +318,29 @@ class ToolsDialogTest : public QObject {
         QVERIFY(dialog && dialog->onOptionsPage());
         QVERIFY(dialog->optionField("gain"));
         dialog->reject();
+
+        // Over two waves, a tool that needs a section and is given none
+        // works on whole waves (not on one frame of each): a fade in takes
+        // the first half down.
+        const QString other = makeWave(QStringLiteral("quick2.wav"), 1);
+        QVERIFY(openWaves(window, collection, {path, other}));
+        QCOMPARE(WaveCount(collection), 2);
+        auto firstHalfPeak = [](const std::vector<float>& samples) {
+            float peak = 0.0f;
+            for (size_t i = 0; i < samples.size() / 2; ++i) peak = std::max(peak, std::abs(samples[i]));
+            return peak;
+        };
+        const int fade = FindToolIndex(ToolTable(ToolKind::Wave), u"Fade in/out selection");
+        QVERIFY(fade >= 0);
+        QVERIFY(window.dispatch(kToolCommandBase + fade));
+        dialog = OpenDialog(window);
+        QVERIFY(dialog && dialog->onOptionsPage());
+        QCOMPARE(dialog->execute(), 2);
+        for (Waveform* w : ItemsOf<Waveform>(collection)) {
+            const std::vector<float> faded = SamplesOf(w);
+            QCOMPARE(faded.size(), before.size());
+            QVERIFY(firstHalfPeak(faded) < 0.9f * firstHalfPeak(before));
+        }
     }
 
     void toolbarAndMenuReachTheDialog() {
