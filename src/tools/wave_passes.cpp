@@ -20,6 +20,7 @@
 
 #include "fileio/format_table.h"
 #include "fileio/open_save.h"
+#include "fileio/sample_coding.h"
 #include "fileio/undo_store.h"
 #include "model/collection.h"
 #include "model/instrument.h"
@@ -369,6 +370,21 @@ std::u16string StereoName(const Waveform& left, const Waveform& right) {
     return n ? std::u16string(a.substr(0, n)) : std::u16string(a);
 }
 
+// Whether two mono waves that are still only on disk can become one
+// stereo wave without being read: both plain codings of the generic
+// decoder, the same coding and length, in the same file.
+bool CanJoinOnDisk(const Waveform& left, const Waveform& right) {
+    if (left.hasSamples() || right.hasSamples()) return false;
+    if (left.decodeRoutine != &GenericDecode || right.decodeRoutine != &GenericDecode) return false;
+    if (left.channels != 1 || right.channels != 1 || left.frames != right.frames) return false;
+    if (left.dataCodingWord != right.dataCodingWord || (left.dataCodingWord & kCodingSplitStereo))
+        return false;
+    if (left.readerWide != 0 || right.readerWide != 0 || right.sourceOffset == 0) return false;
+    const char16_t* a = left.text(kInfoSourceFile);
+    const char16_t* b = right.text(kInfoSourceFile);
+    return a && b && *a && std::u16string_view(a) == std::u16string_view(b);
+}
+
 } // namespace
 
 int MergeDualMonoWaves(Collection& c) {
@@ -481,7 +497,17 @@ int MergeDualMonoWaves(Collection& c) {
                 break;
             }
         }
-        if (ToStereo(*stereo, 3, pair.right, false) == kOpFailed) {
+        if (CanJoinOnDisk(*stereo, *pair.right)) {
+            // Both sides still on disk in the same coding: the stereo wave
+            // reads its left half where the left wave lay and its right half
+            // where the right one lay, when first used, so that opening a
+            // bank of linked pairs reads no samples.
+            stereo->channels = 2;
+            stereo->dataCodingWord |= kCodingSplitStereo;
+            stereo->readerWide = pair.right->sourceOffset;
+            stereo->bitsPerSample = std::max(stereo->bitsPerSample, pair.right->bitsPerSample);
+            stereo->rootKey = uint8_t((unsigned(stereo->rootKey) + pair.right->rootKey) >> 1);
+        } else if (ToStereo(*stereo, 3, pair.right, false) == kOpFailed) {
             if (stereo != pair.left) delete stereo;
             failed = true;
             break;
