@@ -33,6 +33,7 @@
 #include "model/settings.h"
 #include "model/text.h"
 #include "tools/tool_table.h"
+#include "tools/wave_passes.h"
 
 namespace vaxel::app {
 
@@ -236,6 +237,11 @@ void MainWindow::buildMenus() {
 
     QMenu* tools = menuBar()->addMenu(QStringLiteral("&Tools"));
     AddCommand(tools, QStringLiteral("Process items…\tc-P"), kCmdProcessItems);
+    tools->addSeparator();
+    AddCommand(tools, QStringLiteral("Dual mono -> Interleaved stereo"), kCmdDualMonoToStereo);
+    AddCommand(tools, QStringLiteral("Interleaved stereo -> Dual mono"), kCmdStereoToDualMono);
+    AddCommand(tools, QStringLiteral("Delete unused waveforms"), kCmdDeleteUnusedWaves);
+    AddCommand(tools, QStringLiteral("Delete duplicate waveforms"), kCmdDeleteDuplicateWaves);
     AddCommand(tools, QStringLiteral("Replace waveforms…"), kCmdReplaceWaves);
     tools->addSeparator();
     AddCommand(tools, QStringLiteral("Options…"), kCmdOptions);
@@ -373,6 +379,24 @@ bool MainWindow::dispatch(int command, QObject* sender, const QVariant& paramete
         return undo_->step(command == kCmdRedo);
     case kCmdProcessItems:
         return OpenToolsDialog(*this, collection_);
+    case kCmdDualMonoToStereo:
+    case kCmdStereoToDualMono:
+    case kCmdDeleteUnusedWaves:
+    case kCmdDeleteDuplicateWaves: {
+        // Each pass takes its own undo step (and drops it when nothing
+        // changed); the views are rebuilt since waves come and go.
+        ClearLastError();
+        const int changed = command == kCmdDualMonoToStereo    ? dualMonoToStereo(collection_)
+                            : command == kCmdStereoToDualMono  ? stereoToDualMono(collection_)
+                            : command == kCmdDeleteUnusedWaves ? deleteUnusedWaveforms(collection_)
+                                                               : deleteDuplicateWaveforms(collection_);
+        if (changed < 0) showError(QString::fromUtf16(LastError()));
+        if (changed != 0) {
+            collection_.update(0, false);
+            refresh();
+        }
+        return true;
+    }
     case kCmdCheckForUpdates:
         CheckForUpdates(this, true, messages_);
         return true;

@@ -82,6 +82,32 @@ TEST_F(DispatchTest, OpenReplacesMergeAddsAndClearEmpties) {
     EXPECT_EQ(window_.waveModel()->rowCount(), 0);
 }
 
+// The wave passes of the Tools menu change the collection, rebuild the
+// list and can be undone.
+TEST_F(DispatchTest, WavePassesSplitJoinAndPruneWaves) {
+    const auto a = test::MakeWave(dir_, "alpha.wav", 44100, 2);
+    ASSERT_FALSE(a.empty());
+    ASSERT_TRUE(window_.dispatch(kCmdOpen, nullptr, Paths({a})));
+    ASSERT_EQ(window_.waveModel()->rowCount(), 1);
+
+    window_.dispatch(kCmdStereoToDualMono);
+    ASSERT_EQ(window_.waveModel()->rowCount(), 2);
+    for (Waveform* w : ItemsOf<Waveform>(collection_)) EXPECT_EQ(w->channels, 1);
+    window_.dispatch(kCmdDualMonoToStereo);
+    ASSERT_EQ(window_.waveModel()->rowCount(), 1);
+    EXPECT_EQ(static_cast<Waveform*>(collection_.first(ItemType::Waveform))->channels, 2);
+
+    // The same file merged again is a duplicate; nothing uses either wave.
+    window_.dispatch(kCmdMerge, nullptr, Paths({a}));
+    ASSERT_EQ(window_.waveModel()->rowCount(), 2);
+    window_.dispatch(kCmdDeleteDuplicateWaves);
+    EXPECT_EQ(window_.waveModel()->rowCount(), 1);
+    window_.dispatch(kCmdDeleteUnusedWaves);
+    EXPECT_EQ(window_.waveModel()->rowCount(), 0);
+    window_.dispatch(kCmdUndo);
+    EXPECT_EQ(window_.waveModel()->rowCount(), 1);
+}
+
 TEST_F(DispatchTest, AFailedOpenEmptiesTheCollectionAndLeavesTheRecentList) {
     const auto a = test::MakeWave(dir_, "alpha.wav");
     ASSERT_FALSE(a.empty());
