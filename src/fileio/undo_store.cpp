@@ -3,6 +3,7 @@
 #include "fileio/undo_store.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -127,33 +128,60 @@ void FailWrongVersion() {
     SetLastError("Wrong state version");
 }
 
-// Reads the whole file; false when it can't be opened, is empty or the
-// memory can't be had.
-bool ReadWholeFile(const fs::path& path, std::unique_ptr<uint8_t[]>& block, size_t& size) {
-    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) return false;
-    struct stat st {};
-    bool ok = ::fstat(fd, &st) == 0 && st.st_size > 0 && uint64_t(st.st_size) <= SIZE_MAX;
-    if (ok) {
-        size = size_t(st.st_size);
-        block.reset(new (std::nothrow) uint8_t[size]);
-        ok = block != nullptr;
+// A state file's bytes: the file mapped read-only when it can be (the bytes
+// come straight from the page cache, with no copy and no fault per page of a
+// fresh buffer), else read into memory. State files are only ever replaced by
+// a rename, so a mapped file can't shrink under the reader.
+class StateBytes {
+  public:
+    StateBytes() = default;
+    ~StateBytes() {
+        if (mapped_) ::munmap(mapped_, size_);
     }
-    size_t done = 0;
-    while (ok && done < size) {
-        const size_t piece = size - done < kReadPiece ? size - done : kReadPiece;
-        const ssize_t got = ::pread(fd, block.get() + done, piece, off_t(done));
-        if (got < 0 && errno == EINTR) continue;
-        if (got <= 0) {
-            ok = false;
-            break;
+    StateBytes(const StateBytes&) = delete;
+    StateBytes& operator=(const StateBytes&) = delete;
+    const uint8_t* data() const { return mapped_ ? static_cast<const uint8_t*>(mapped_) : block_.get(); }
+    size_t size() const { return size_; }
+
+    // False when the file can't be opened, is empty or the memory can't be had.
+    bool read(const fs::path& path) {
+        const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        if (fd < 0) return false;
+        struct stat st {};
+        bool ok = ::fstat(fd, &st) == 0 && st.st_size > 0 && uint64_t(st.st_size) <= SIZE_MAX;
+        if (ok) {
+            size_ = size_t(st.st_size);
+            void* at = ::mmap(nullptr, size_, PROT_READ, MAP_PRIVATE | MAP_POPULATE, fd, 0);
+            if (at != MAP_FAILED) {
+                ::madvise(at, size_, MADV_SEQUENTIAL);
+                mapped_ = at;
+                ::close(fd);
+                return true;
+            }
+            block_.reset(new (std::nothrow) uint8_t[size_]);
+            ok = block_ != nullptr;
         }
-        done += size_t(got);
+        size_t done = 0;
+        while (ok && done < size_) {
+            const size_t piece = size_ - done < kReadPiece ? size_ - done : kReadPiece;
+            const ssize_t got = ::pread(fd, block_.get() + done, piece, off_t(done));
+            if (got < 0 && errno == EINTR) continue;
+            if (got <= 0) {
+                ok = false;
+                break;
+            }
+            done += size_t(got);
+        }
+        ::close(fd);
+        if (!ok) block_.reset();
+        return ok;
     }
-    ::close(fd);
-    if (!ok) block.reset();
-    return ok;
-}
+
+  private:
+    void* mapped_ = nullptr;
+    std::unique_ptr<uint8_t[]> block_;
+    size_t size_ = 0;
+};
 
 void Rebuilt(Collection& c) {
     if (Collection::hooks().rebuildView) Collection::hooks().rebuildView(c);
@@ -388,13 +416,12 @@ int saveState(Collection& collection, std::u16string_view name) {
 }
 
 int loadState(Collection& collection, std::u16string_view name) {
-    std::unique_ptr<uint8_t[]> block;
-    size_t size = 0;
-    if (!ReadWholeFile(StatePath(name), block, size)) {
+    StateBytes bytes;
+    if (!bytes.read(StatePath(name))) {
         SetLastError("Could not open file");
         return 0;
     }
-    if (!ReadStateImage(collection, block.get(), size)) return 0;
+    if (!ReadStateImage(collection, bytes.data(), bytes.size())) return 0;
     Status().status(u"Loaded state", kStatusFinal);
     return 1;
 }
@@ -784,13 +811,12 @@ bool UndoStore::restoreTemporaryState() {
     if (temporaryName_.empty()) return false;
     const std::u16string name = std::move(temporaryName_);
     temporaryName_.clear();
-    std::unique_ptr<uint8_t[]> block;
-    size_t size = 0;
-    bool ok = ReadWholeFile(StatePath(name), block, size);
+    StateBytes bytes;
+    bool ok = bytes.read(StatePath(name));
     if (!ok)
         SetLastError("Could not open file");
     else
-        ok = RestoreStateInPlace(collection_, block.get(), size) != 0;
+        ok = RestoreStateInPlace(collection_, bytes.data(), bytes.size()) != 0;
     deleteState(name);
     return ok;
 }
