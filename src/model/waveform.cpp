@@ -10,6 +10,7 @@
 #include <cstring>
 #include <mutex>
 #include <new>
+#include <sys/mman.h>
 
 #include "model/collection.h"
 #include "model/feature_mask.h"
@@ -24,6 +25,22 @@ namespace {
 // The header and the leading pad frame are rounded up to 16 bytes, so that
 // data itself lies on 16 bytes.
 constexpr size_t kBlockAlign = 16;
+// Blocks of this size and more are laid on 2 MB pages where the system
+// allows it: a long wave then costs one page fault per 2 MB instead of one
+// per 4 KB when it is first filled, and the rounding wastes at most 1/8.
+constexpr size_t kLargePage = size_t(2) << 20;
+constexpr size_t kLargeBlock = size_t(16) << 20;
+
+void* AllocateBlockMemory(size_t bytes) {
+    if (bytes >= kLargeBlock) {
+        const size_t rounded = (bytes + kLargePage - 1) / kLargePage * kLargePage;
+        if (void* memory = std::aligned_alloc(kLargePage, rounded)) {
+            ::madvise(memory, rounded, MADV_HUGEPAGE);
+            return memory;
+        }
+    }
+    return std::aligned_alloc(kBlockAlign, (bytes + kBlockAlign - 1) / kBlockAlign * kBlockAlign);
+}
 constexpr size_t kPadFramesBehind = 3;
 
 size_t HeaderBytes(uint8_t channels) {
@@ -38,7 +55,7 @@ SampleBlock* SampleBlock::Allocate(uint32_t frames, uint8_t channels, float samp
     if (total > (SIZE_MAX - 64) / sizeof(float)) return nullptr;
     const size_t header = HeaderBytes(channels);
     const size_t bytes = header + (size_t(frames) + kPadFramesBehind) * channels * sizeof(float);
-    void* memory = std::aligned_alloc(kBlockAlign, (bytes + kBlockAlign - 1) / kBlockAlign * kBlockAlign);
+    void* memory = AllocateBlockMemory(bytes);
     if (!memory) return nullptr;
     auto* block = new (memory) SampleBlock;
     block->refCount.store(1, std::memory_order_relaxed);
