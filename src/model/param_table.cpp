@@ -1,9 +1,9 @@
 // The 208 rows of the articulation table. Labels, defaults and limits are the
-// specified ones, typos included ("Aftertrouch", the second "Send channel 3
+// program's own, typos included ("Aftertrouch", the second "Send channel 3
 // level" at 66, "F-LFO" for the X-LFO rows 80-83), since panels and files of
 // other programs match on them.
 //
-// The specification gives no precision class per row; these are the choices,
+// The rows come with no precision class of their own; these are our choices,
 // by kind of row:
 //   class 2 (0.01): semitones, dB, Q values, and the percent depths of
 //                   velocity and controllers on envelope times;

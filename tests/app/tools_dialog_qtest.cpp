@@ -194,7 +194,7 @@ class ToolsDialogTest : public QObject {
 
         ToolsDialog* dialog = OpenDialog(window);
         QVERIFY(dialog);
-        // Continuing without a choice is refused with the spec's sentence.
+        // Continuing without a choice is refused with the program's sentence.
         dialog->toolList()->setCurrentRow(-1);
         QVERIFY(!dialog->continueToOptions());
         QCOMPARE(StatusText(window), QStringLiteral("Select a processing function before proceeding!"));

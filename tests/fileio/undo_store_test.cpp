@@ -131,7 +131,7 @@ TEST_F(UndoStates, AStateFileCarriesEveryItemAndTheDeferredWavesReadTheirFileAga
     ASSERT_EQ(saveState(c, u"round trip"), 1) << LastErrorUtf8();
     EXPECT_EQ(StateFiles(states.path()), std::vector<std::string>{"round trip.vxs"});
 
-    // The layout of the Part: magic, version hash, count with the collection.
+    // The state file layout: magic, version hash, count with the collection.
     const std::vector<uint8_t> file = test::ReadFile(states.path() / "round trip.vxs");
     ASSERT_GT(file.size(), 12u);
     EXPECT_EQ(std::memcmp(file.data(), "VxSt", 4), 0);

@@ -1,7 +1,7 @@
 // FLAC, the free lossless audio codec: native streams, possibly behind ID3v2
 // tags, and FLAC in an Ogg container.
 //
-// Bytes relied on (FLAC format specification): "fLaC" at the start of the
+// Bytes relied on (the published FLAC format): "fLaC" at the start of the
 // stream, then the first metadata block header, which must be STREAMINFO
 // (type 0, 34 bytes), whose minimum and maximum block sizes are at least 16
 // and in order. In Ogg, the first packet of the first page starts with 0x7F

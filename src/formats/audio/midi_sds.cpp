@@ -1,5 +1,5 @@
 // MIDI Sample Dump Standard files: the SysEx messages of a dump, starting
-// with the 21-byte dump header (MIDI 1.0 specification, Sample Dump
+// with the 21-byte dump header (the MIDI 1.0 Sample Dump
 // Standard): F0 7E, channel, 01, sample number (2 bytes), bits per sample
 // (8 to 28), sample period (3), length (3), loop start (3), loop end (3),
 // loop type, F7. Every byte between F0 and F7 has its top bit clear.

@@ -4,8 +4,8 @@
 // 0, header type (bit 1 marks the first page of a logical stream), granule,
 // serial, sequence, CRC, the segment count at offset 26 and the segment table;
 // the page body follows. The first page of each logical stream holds the
-// codec's identification packet: 0x01 "vorbis" (Vorbis I specification
-// section 4.2.1) or "OpusHead" (RFC 7845 section 5.1). A multiplexed file
+// codec's identification packet: 0x01 "vorbis" (the Vorbis I
+// documentation, section 4.2.1) or "OpusHead" (RFC 7845 section 5.1). A multiplexed file
 // opens with all its first pages in a row, so these are walked while their
 // begin-of-stream bit is set.
 #include "formats/audio/audio_detect.h"

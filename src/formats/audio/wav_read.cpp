@@ -179,7 +179,7 @@ std::optional<std::vector<uint8_t>> ReadBody(ChunkReader& walker, uint64_t limit
     return body;
 }
 
-// The frame count of the 'data' bytes and 'fact', by the Part's rules for
+// The frame count of the 'data' bytes and 'fact', by our rules for
 // the codings this reader accepts.
 uint64_t FrameCount(const WalkState& st, const Layout& layout) {
     uint64_t fit = st.dataLength / layout.frameBytes;
