@@ -107,14 +107,21 @@ bool ClipRange(const Waveform& wave, const FrameRange* range, uint32_t& start, u
     return end > start;
 }
 
+// Reads the wave and clips the range to it: kOpChanged when there are
+// frames to work on, kOpUnchanged for an empty wave or range, kOpFailed when
+// the samples can't be read (LastError says why).
+OpResult OpenRange(Waveform& wave, const FrameRange* range, uint32_t& start, uint32_t& end) {
+    bool empty;
+    if (!ReadBlock(wave, empty)) return empty ? kOpUnchanged : kOpFailed;
+    return ClipRange(wave, range, start, end) ? kOpChanged : kOpUnchanged;
+}
+
 // ------------------------------------------------------------------ level
 
 OpResult ApplyGain(Waveform& wave, const FrameRange* range, double db) {
     if (db == 0.0) return kOpUnchanged;
-    bool empty;
-    if (!ReadBlock(wave, empty)) return empty ? kOpUnchanged : kOpFailed;
     uint32_t start, end;
-    if (!ClipRange(wave, range, start, end)) return kOpUnchanged;
+    if (const OpResult opened = OpenRange(wave, range, start, end); opened != kOpChanged) return opened;
     SampleBlock* block = MakeWritable(wave);
     if (!block) return kOpFailed;
     const double factor = std::exp(db * kDbToNeper);
@@ -191,10 +198,8 @@ OpResult RemoveDcOffset(Waveform& wave) {
 // ---------------------------------------------------------- frame order
 
 OpResult InvertRange(Waveform& wave, const FrameRange* range) {
-    bool empty;
-    if (!ReadBlock(wave, empty)) return empty ? kOpUnchanged : kOpFailed;
     uint32_t start, end;
-    if (!ClipRange(wave, range, start, end)) return kOpUnchanged;
+    if (const OpResult opened = OpenRange(wave, range, start, end); opened != kOpChanged) return opened;
     SampleBlock* block = MakeWritable(wave);
     if (!block) return kOpFailed;
     float* p = block->data + size_t(start) * block->channels;
@@ -204,10 +209,9 @@ OpResult InvertRange(Waveform& wave, const FrameRange* range) {
 }
 
 OpResult ReverseRange(Waveform& wave, const FrameRange* range) {
-    bool empty;
-    if (!ReadBlock(wave, empty)) return empty ? kOpUnchanged : kOpFailed;
     uint32_t start, end;
-    if (!ClipRange(wave, range, start, end) || end - start < 2) return kOpUnchanged;
+    if (const OpResult opened = OpenRange(wave, range, start, end); opened != kOpChanged) return opened;
+    if (end - start < 2) return kOpUnchanged;
     SampleBlock* block = MakeWritable(wave);
     if (!block) return kOpFailed;
     const size_t ch = block->channels;
@@ -385,10 +389,8 @@ OpResult FadeRange(Waveform& wave, FrameRange range, int mode) {
         SetLastError("Invalid algorithm");
         return kOpFailed;
     }
-    bool empty;
-    if (!ReadBlock(wave, empty)) return empty ? kOpUnchanged : kOpFailed;
     uint32_t start, end;
-    if (!ClipRange(wave, &range, start, end)) return kOpUnchanged;
+    if (const OpResult opened = OpenRange(wave, &range, start, end); opened != kOpChanged) return opened;
     SampleBlock* block = MakeWritable(wave);
     if (!block) return kOpFailed;
     const uint32_t n = end - start;
@@ -468,10 +470,8 @@ OpResult SmoothRange(Waveform& wave, FrameRange range, int filter) {
         SetLastError("Invalid algorithm");
         return kOpFailed;
     }
-    bool empty;
-    if (!ReadBlock(wave, empty)) return empty ? kOpUnchanged : kOpFailed;
     uint32_t start, end;
-    if (!ClipRange(wave, &range, start, end)) return kOpUnchanged;
+    if (const OpResult opened = OpenRange(wave, &range, start, end); opened != kOpChanged) return opened;
     const uint32_t r = end - start;
     // The two centred filters leave the section's ends alone.
     if (filter <= 1 && r < 3) return kOpUnchanged;
